@@ -1,0 +1,19 @@
+#pragma once
+
+#include <string>
+
+#include "fl/platform_export.hpp"
+
+namespace install::platformutil {
+
+/// Facts about the current user and time, as the installer needs them.
+class QX_PLATFORM_API PlatformUtility {
+ public:
+  /// The effective user's login name (getpwuid_r), else $USER, else "unknown".
+  [[nodiscard]] std::string getPlatformUserName() const;
+  /// The local time formatted by strftime `format` in the classic locale, so month and day
+  /// names are English whatever the user's locale. An empty format gives "".
+  [[nodiscard]] std::string getPlatformCurrentTime(std::string const& format) const;
+};
+
+}  // namespace install::platformutil

@@ -1,0 +1,134 @@
+#include "fl/i18n.hpp"
+
+#include <cstdint>
+
+namespace fl::i18n {
+namespace {
+
+constexpr char16_t kReplacement = u'\uFFFD';
+
+void push_code_point(ustring& out, char32_t cp) {
+  if (cp < 0x10000) {
+    out.push_back(static_cast<char16_t>(cp));
+  } else {
+    cp -= 0x10000;
+    out.push_back(static_cast<char16_t>(0xD800 + (cp >> 10)));
+    out.push_back(static_cast<char16_t>(0xDC00 + (cp & 0x3FF)));
+  }
+}
+
+void push_utf8(std::string& out, char32_t cp) {
+  if (cp < 0x80) {
+    out.push_back(static_cast<char>(cp));
+  } else if (cp < 0x800) {
+    out.push_back(static_cast<char>(0xC0 | (cp >> 6)));
+    out.push_back(static_cast<char>(0x80 | (cp & 0x3F)));
+  } else if (cp < 0x10000) {
+    out.push_back(static_cast<char>(0xE0 | (cp >> 12)));
+    out.push_back(static_cast<char>(0x80 | ((cp >> 6) & 0x3F)));
+    out.push_back(static_cast<char>(0x80 | (cp & 0x3F)));
+  } else {
+    out.push_back(static_cast<char>(0xF0 | (cp >> 18)));
+    out.push_back(static_cast<char>(0x80 | ((cp >> 12) & 0x3F)));
+    out.push_back(static_cast<char>(0x80 | ((cp >> 6) & 0x3F)));
+    out.push_back(static_cast<char>(0x80 | (cp & 0x3F)));
+  }
+}
+
+}  // namespace
+
+// Decoding follows the table of well-formed UTF-8 byte sequences: the lead byte fixes the
+// length and the range allowed for the second byte (which is what excludes overlong forms,
+// surrogates and values above U+10FFFF). When a byte breaks the pattern, the bytes taken so
+// far are one maximal ill-formed subpart and become one U+FFFD; decoding resumes at the
+// offending byte. Neither Boost.Locale (skip or throw) nor the standard library offers this.
+void append_utf16(ustring& out, std::string_view utf8) {
+  auto const* p = reinterpret_cast<unsigned char const*>(utf8.data());
+  auto const* const end = p + utf8.size();
+  while (p != end) {
+    unsigned char const lead = *p;
+    if (lead < 0x80) {
+      out.push_back(lead);
+      ++p;
+      continue;
+    }
+    int trail = 0;
+    unsigned char lo = 0x80;
+    unsigned char hi = 0xBF;
+    char32_t cp = 0;
+    if (lead >= 0xC2 && lead <= 0xDF) {
+      trail = 1;
+      cp = lead & 0x1F;
+    } else if (lead >= 0xE0 && lead <= 0xEF) {
+      trail = 2;
+      cp = lead & 0x0F;
+      if (lead == 0xE0) lo = 0xA0;
+      if (lead == 0xED) hi = 0x9F;
+    } else if (lead >= 0xF0 && lead <= 0xF4) {
+      trail = 3;
+      cp = lead & 0x07;
+      if (lead == 0xF0) lo = 0x90;
+      if (lead == 0xF4) hi = 0x8F;
+    } else {
+      out.push_back(kReplacement);
+      ++p;
+      continue;
+    }
+    ++p;
+    bool complete = true;
+    for (int i = 0; i < trail; ++i) {
+      if (p == end || *p < lo || *p > hi) {
+        complete = false;
+        break;
+      }
+      cp = (cp << 6) | (*p & 0x3F);
+      ++p;
+      lo = 0x80;
+      hi = 0xBF;
+    }
+    if (complete) {
+      push_code_point(out, cp);
+    } else {
+      out.push_back(kReplacement);
+    }
+  }
+}
+
+void append_utf8(std::string& out, std::u16string_view text) {
+  for (std::size_t i = 0; i < text.size(); ++i) {
+    char32_t cp = text[i];
+    if (cp >= 0xD800 && cp <= 0xDBFF) {
+      if (i + 1 < text.size() && text[i + 1] >= 0xDC00 && text[i + 1] <= 0xDFFF) {
+        cp = 0x10000 + ((cp - 0xD800) << 10) + (text[i + 1] - 0xDC00);
+        ++i;
+      } else {
+        cp = kReplacement;
+      }
+    } else if (cp >= 0xDC00 && cp <= 0xDFFF) {
+      cp = kReplacement;
+    }
+    push_utf8(out, cp);
+  }
+}
+
+ustring utf8_to_ustring(std::string const& utf8) {
+  ustring out;
+  out.reserve(utf8.size());
+  append_utf16(out, utf8);
+  return out;
+}
+
+ustring utf8_to_ustring(char const* utf8) {
+  ustring out;
+  if (utf8 != nullptr) append_utf16(out, utf8);
+  return out;
+}
+
+std::string ustring_to_utf8(ustring const& text) {
+  std::string out;
+  out.reserve(text.size());
+  append_utf8(out, text);
+  return out;
+}
+
+}  // namespace fl::i18n

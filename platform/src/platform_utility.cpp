@@ -1,0 +1,60 @@
+#include "install/platformutil/platform_utility.hpp"
+
+#include <cerrno>
+#include <cstdlib>
+#include <ctime>
+#include <locale.h>
+#include <pwd.h>
+#include <unistd.h>
+#include <vector>
+#ifdef __APPLE__
+#include <xlocale.h>
+#endif
+
+namespace install::platformutil {
+namespace {
+
+locale_t classic_locale() {
+  // Created once and kept for the process: strftime_l only reads it.
+  static locale_t const c_locale = newlocale(LC_ALL_MASK, "C", locale_t{});
+  return c_locale;
+}
+
+}  // namespace
+
+std::string PlatformUtility::getPlatformUserName() const {
+  long const hint = sysconf(_SC_GETPW_R_SIZE_MAX);
+  std::vector<char> buffer(hint > 0 ? static_cast<std::size_t>(hint) : 4096U);
+  passwd entry{};
+  passwd* found = nullptr;
+  int rc = 0;
+  while ((rc = getpwuid_r(geteuid(), &entry, buffer.data(), buffer.size(), &found)) == ERANGE &&
+         buffer.size() < (1U << 20)) {
+    buffer.resize(buffer.size() * 2);
+  }
+  if (rc == 0 && found != nullptr && found->pw_name != nullptr && *found->pw_name != '\0') {
+    return found->pw_name;
+  }
+  char const* user = std::getenv("USER");
+  if (user != nullptr && *user != '\0') return user;
+  return "unknown";
+}
+
+std::string PlatformUtility::getPlatformCurrentTime(std::string const& format) const {
+  if (format.empty()) return {};
+  std::time_t const now = std::time(nullptr);
+  std::tm local{};
+  localtime_r(&now, &local);
+  std::string out(64 + format.size() * 4, '\0');
+  for (int attempt = 0; attempt < 8; ++attempt) {
+    std::size_t const n = strftime_l(out.data(), out.size(), format.c_str(), &local, classic_locale());
+    if (n > 0) {
+      out.resize(n);
+      return out;
+    }
+    out.resize(out.size() * 4);
+  }
+  return {};  // the pattern produces no text (for instance "%p" in a locale without it)
+}
+
+}  // namespace install::platformutil
