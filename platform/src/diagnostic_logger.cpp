@@ -17,7 +17,8 @@ class level_registry {
   std::atomic<unsigned>* mask_for(std::string const& name) {
     std::lock_guard lock(mutex_);
     auto& slot = masks_[name];
-    if (!slot) slot = std::make_unique<std::atomic<unsigned>>(0U);
+    if (!slot)
+      slot = std::make_unique<std::atomic<unsigned>>(0U);
     return slot.get();
   }
 
@@ -39,7 +40,9 @@ struct basic_diagnostic_logger<char>::impl {
 };
 
 basic_diagnostic_logger<char>::basic_diagnostic_logger(std::string name)
-    : mask_(registry().mask_for(name)), name_(std::move(name)), impl_(std::make_unique<impl>(name_)) {}
+    : mask_(registry().mask_for(name)),
+      name_(std::move(name)),
+      impl_(std::make_unique<impl>(name_)) {}
 
 basic_diagnostic_logger<char>::~basic_diagnostic_logger() = default;
 

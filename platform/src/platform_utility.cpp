@@ -1,11 +1,11 @@
 #include "install/platformutil/platform_utility.hpp"
 
-#include <cerrno>
-#include <cstdlib>
-#include <ctime>
 #include <locale.h>
 #include <pwd.h>
 #include <unistd.h>
+#include <cerrno>
+#include <cstdlib>
+#include <ctime>
 #include <vector>
 #ifdef __APPLE__
 #include <xlocale.h>
@@ -36,18 +36,21 @@ std::string PlatformUtility::getPlatformUserName() const {
     return found->pw_name;
   }
   char const* user = std::getenv("USER");
-  if (user != nullptr && *user != '\0') return user;
+  if (user != nullptr && *user != '\0')
+    return user;
   return "unknown";
 }
 
 std::string PlatformUtility::getPlatformCurrentTime(std::string const& format) const {
-  if (format.empty()) return {};
+  if (format.empty())
+    return {};
   std::time_t const now = std::time(nullptr);
   std::tm local{};
   localtime_r(&now, &local);
   std::string out(64 + format.size() * 4, '\0');
   for (int attempt = 0; attempt < 8; ++attempt) {
-    std::size_t const n = strftime_l(out.data(), out.size(), format.c_str(), &local, classic_locale());
+    std::size_t const n =
+        strftime_l(out.data(), out.size(), format.c_str(), &local, classic_locale());
     if (n > 0) {
       out.resize(n);
       return out;

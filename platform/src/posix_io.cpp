@@ -1,23 +1,31 @@
 #include "fl/posix_io.hpp"
 
-#include <atomic>
-#include <cerrno>
 #include <fcntl.h>
 #include <unistd.h>
+#include <atomic>
+#include <cerrno>
 
 namespace fl::posix {
 namespace {
 
-int sys_open(char const* name, int flags, mode_t mode) { return ::open(name, flags, mode); }
-ssize_t sys_write(int fd, void const* data, std::size_t size) { return ::write(fd, data, size); }
-int sys_close(int fd) { return ::close(fd); }
+int sys_open(char const* name, int flags, mode_t mode) {
+  return ::open(name, flags, mode);
+}
+ssize_t sys_write(int fd, void const* data, std::size_t size) {
+  return ::write(fd, data, size);
+}
+int sys_close(int fd) {
+  return ::close(fd);
+}
 
 constexpr syscalls kSystemCalls{&sys_open, &sys_write, &sys_close};
 std::atomic<syscalls const*> g_calls{&kSystemCalls};
 
 }  // namespace
 
-syscalls const& system_calls() noexcept { return kSystemCalls; }
+syscalls const& system_calls() noexcept {
+  return kSystemCalls;
+}
 
 syscalls const& replace_syscalls(syscalls const& table) noexcept {
   return *g_calls.exchange(&table, std::memory_order_acq_rel);
@@ -38,7 +46,8 @@ bool write_all(int fd, void const* data, std::size_t size) noexcept {
   while (size > 0) {
     ssize_t const n = calls.write(fd, p, size);
     if (n < 0) {
-      if (errno == EINTR) continue;
+      if (errno == EINTR)
+        continue;
       return false;
     }
     if (n == 0) {  // no progress and no error: give up rather than spin
@@ -51,6 +60,8 @@ bool write_all(int fd, void const* data, std::size_t size) noexcept {
   return true;
 }
 
-int close_file(int fd) noexcept { return g_calls.load(std::memory_order_acquire)->close(fd); }
+int close_file(int fd) noexcept {
+  return g_calls.load(std::memory_order_acquire)->close(fd);
+}
 
 }  // namespace fl::posix

@@ -23,7 +23,8 @@ basic_path destination_file;
 basic_path last_destination_file;
 
 basic_path path_from_text(ustring const& text) {
-  return text.empty() ? basic_path() : basic_path(fl::filesystem::detail::make_native_form(text, true));
+  return text.empty() ? basic_path()
+                      : basic_path(fl::filesystem::detail::make_native_form(text, true));
 }
 
 basic_path copy_destination() {
@@ -40,7 +41,8 @@ bool has_destination() {
 void clear_destination() {
   basic_path const current = copy_destination();
   if (current.empty()) {
-    FL_TRACE(trace_channel, info_level, "no destination, keep last \"", last_destination_file, "\"");
+    FL_TRACE(trace_channel, info_level, "no destination, keep last \"", last_destination_file,
+             "\"");
     return;
   }
   FL_TRACE(trace_channel, debug_level, "flush destination");
@@ -82,9 +84,11 @@ Logger::Logger(basic_path const& requested) {
   if (!parent.empty()) {
     basic_path const folder = path_from_text(parent);
     try {
-      if (!fl::filesystem::exists(folder)) fl::filesystem::create_directories(folder);
+      if (!fl::filesystem::exists(folder))
+        fl::filesystem::create_directories(folder);
     } catch (...) {
-      if (has_destination()) append_message(unable_to_create_folder_message + parent);
+      if (has_destination())
+        append_message(unable_to_create_folder_message + parent);
       fail_construction("Install Logger: Cannot create directory " + quoted_utf8(parent));
     }
   }
@@ -92,13 +96,15 @@ Logger::Logger(basic_path const& requested) {
   // Opening proves that the file can be created; it is closed again when the constructor ends.
   fl::filesystem::basic_ofstream<char> probe(ofile, std::ios::out | std::ios::app);
   if (!probe.is_open()) {
-    if (has_destination()) append_message(unable_to_create_file_message + ofile.string());
+    if (has_destination())
+      append_message(unable_to_create_file_message + ofile.string());
     fail_construction("Install Logger: Cannot open file " + quoted_utf8(ofile.string()));
   }
 
   basic_path const old = copy_destination();
   if (!old.empty()) {
-    FL_TRACE(trace_channel, info_level, " destination_file.string()=", old, " ofile.string()=", ofile);
+    FL_TRACE(trace_channel, info_level, " destination_file.string()=", old,
+             " ofile.string()=", ofile);
     append_message(reset_destination_message + old.string() + u" to " + ofile.string());
     clear_destination();
   }
@@ -126,15 +132,20 @@ basic_path const& get_destination() {
 
 namespace detail {
 
-basic_path const& get_last_destination() { return last_destination_file; }
+basic_path const& get_last_destination() {
+  return last_destination_file;
+}
 
-void forget_last_destination() { last_destination_file = basic_path(); }
+void forget_last_destination() {
+  last_destination_file = basic_path();
+}
 
 }  // namespace detail
 
 void append_message(ustring const& message) {
   FL_TRACE(trace_channel, info_level, " msg=", message);
-  if (message.empty()) return;
+  if (message.empty())
+    return;
 
   std::lock_guard lock(log_mutex);
   // "(" time ") " message, built in UTF-8 directly: the time text is ASCII, so this is the
@@ -165,7 +176,9 @@ void append_message(ustring const& message) {
   }
 }
 
-void append_message(std::string const& message) { append_message(fl::i18n::utf8_to_ustring(message)); }
+void append_message(std::string const& message) {
+  append_message(fl::i18n::utf8_to_ustring(message));
+}
 
 void append_file(ustring const& file) {
   if (!has_destination()) {
@@ -182,7 +195,8 @@ void append_file(ustring const& file) {
   std::string entry = "Content of the file " + name + "\n";
   fl::filesystem::basic_ifstream<char> input(
       fl::filesystem::detail::make_native_access_form_with_cleanup_i18n(path));
-  if (!input.is_open()) throw std::runtime_error("append_file: Cannot open file.");
+  if (!input.is_open())
+    throw std::runtime_error("append_file: Cannot open file.");
   std::string line;
   while (std::getline(input, line)) {
     entry += line;
@@ -195,8 +209,12 @@ void append_file(ustring const& file) {
   append_message(fl::i18n::utf8_to_ustring(entry));
 }
 
-void append_file(std::string const& file) { append_file(fl::i18n::utf8_to_ustring(file)); }
+void append_file(std::string const& file) {
+  append_file(fl::i18n::utf8_to_ustring(file));
+}
 
-void append_file(basic_path const& file) { append_file(ustring(file.string())); }
+void append_file(basic_path const& file) {
+  append_file(ustring(file.string()));
+}
 
 }  // namespace install::cpputil::logger

@@ -17,7 +17,8 @@ class collecting_backend
 
   void consume(boost::log::record_view const& rec) {
     auto channel = boost::log::extract<std::string>("Channel", rec);
-    if (!channel || *channel != channel_) return;
+    if (!channel || *channel != channel_)
+      return;
     TraceRecord record;
     record.channel = *channel;
     record.severity = boost::log::extract_or_default<unsigned>("Severity", rec, 0U);
@@ -65,14 +66,19 @@ TraceCapture::~TraceCapture() {
   boost::log::core::get()->remove_sink(impl_->sink);
 }
 
-std::vector<TraceRecord> TraceCapture::records() const { return impl_->backend->records(); }
+std::vector<TraceRecord> TraceCapture::records() const {
+  return impl_->backend->records();
+}
 
 std::vector<std::string> TraceCapture::messages() const {
   std::vector<std::string> out;
-  for (auto& record : records()) out.push_back(record.message);
+  for (auto& record : records())
+    out.push_back(record.message);
   return out;
 }
 
-void TraceCapture::clear() { impl_->backend->clear(); }
+void TraceCapture::clear() {
+  impl_->backend->clear();
+}
 
 }  // namespace qx::test

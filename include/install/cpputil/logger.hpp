@@ -11,9 +11,11 @@
 namespace install::cpputil::logger {
 
 /// Notice written into the old destination when a parent folder cannot be created.
-ustring const unable_to_create_folder_message = u"Unable to create specified folder for installation log ";
+ustring const unable_to_create_folder_message =
+    u"Unable to create specified folder for installation log ";
 /// Notice written into the old destination when a new destination cannot be opened.
-ustring const unable_to_create_file_message = u"Unable to create specified file for installation log ";
+ustring const unable_to_create_file_message =
+    u"Unable to create specified file for installation log ";
 /// Notice written into the old destination when a Logger switches to a new file.
 ustring const reset_destination_message = u"Reset destination file log ";
 

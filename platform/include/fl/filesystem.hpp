@@ -1,11 +1,11 @@
 #pragma once
 
+#include <sys/types.h>
 #include <fstream>
 #include <ios>
 #include <memory>
 #include <ostream>
 #include <string>
-#include <sys/types.h>
 
 #include "fl/i18n.hpp"
 #include "fl/platform_export.hpp"
@@ -55,8 +55,8 @@ namespace detail {
 /// The parent folder of a path text ("a/b" gives "a", "/a" gives "/", "a" gives "").
 [[nodiscard]] QX_PLATFORM_API ustring extract_parent_path(ustring const& text);
 /// `base` joined with `name` by one "/" (none added when base is empty or ends in "/").
-[[nodiscard]] QX_PLATFORM_API ustring concatenate_pathname(ustring const& base,
-                                                           ustring const& name, bool normalize);
+[[nodiscard]] QX_PLATFORM_API ustring concatenate_pathname(ustring const& base, ustring const& name,
+                                                           bool normalize);
 /// The name the operating system opens for `path`: its UTF-8 text.
 [[nodiscard]] QX_PLATFORM_API std::string make_native_access_form_i18n(basic_path const& path);
 /// As make_native_access_form_i18n, after removing "." components and doubled separators.

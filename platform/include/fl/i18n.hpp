@@ -21,9 +21,13 @@ QX_PLATFORM_API ustring utf8_to_ustring(char const* utf8);
 QX_PLATFORM_API std::string ustring_to_utf8(ustring const& text);
 
 /// Narrows UTF-16 to the platform's narrow form, which is UTF-8.
-inline std::string to_string(ustring const& text) { return ustring_to_utf8(text); }
+inline std::string to_string(ustring const& text) {
+  return ustring_to_utf8(text);
+}
 /// Widens the platform's narrow form (UTF-8) to UTF-16.
-inline ustring to_ustring(std::string const& text) { return utf8_to_ustring(text); }
+inline ustring to_ustring(std::string const& text) {
+  return utf8_to_ustring(text);
+}
 
 /// Appends the UTF-8 form of `text` to `out`, as ustring_to_utf8 converts it.
 QX_PLATFORM_API void append_utf8(std::string& out, std::u16string_view text);

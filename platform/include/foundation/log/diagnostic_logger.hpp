@@ -53,10 +53,18 @@ QX_PLATFORM_API void set_enabled_levels(std::string const& channel, unsigned mas
 
 namespace detail {
 
-inline void append_piece(std::string& out, std::string_view piece) { out.append(piece); }
-inline void append_piece(std::string& out, char const* piece) { out.append(piece); }
-inline void append_piece(std::string& out, std::string const& piece) { out.append(piece); }
-inline void append_piece(std::string& out, char piece) { out.push_back(piece); }
+inline void append_piece(std::string& out, std::string_view piece) {
+  out.append(piece);
+}
+inline void append_piece(std::string& out, char const* piece) {
+  out.append(piece);
+}
+inline void append_piece(std::string& out, std::string const& piece) {
+  out.append(piece);
+}
+inline void append_piece(std::string& out, char piece) {
+  out.push_back(piece);
+}
 inline void append_piece(std::string& out, std::u16string_view piece) {
   fl::i18n::append_utf8(out, piece);
 }
@@ -70,11 +78,12 @@ inline void append_piece(std::string& out, fl::filesystem::basic_path const& pie
   fl::i18n::append_utf8(out, piece.string());
 }
 /// Booleans read 1 or 0, as a stream writes them by default.
-inline void append_piece(std::string& out, bool piece) { out.push_back(piece ? '1' : '0'); }
+inline void append_piece(std::string& out, bool piece) {
+  out.push_back(piece ? '1' : '0');
+}
 template <class Integer>
-  requires(std::is_integral_v<Integer> && !std::is_same_v<Integer, bool> &&
-           !std::is_same_v<Integer, char>)
-void append_piece(std::string& out, Integer piece) {
+requires(std::is_integral_v<Integer> && !std::is_same_v<Integer, bool> &&
+         !std::is_same_v<Integer, char>) void append_piece(std::string& out, Integer piece) {
   out.append(std::to_string(piece));
 }
 
@@ -92,9 +101,9 @@ void write_joined(basic_diagnostic_logger<char> const& channel, unsigned level,
 
 /// Writes one trace record joining the pieces, which are evaluated only when `level`
 /// is enabled on `channel`.
-#define FL_TRACE(channel, level, ...)                                                      \
-  do {                                                                                     \
-    if ((channel).is_enabled(level)) {                                                     \
-      ::foundation::log::detail::write_joined((channel), (level), __VA_ARGS__);            \
-    }                                                                                      \
+#define FL_TRACE(channel, level, ...)                                           \
+  do {                                                                          \
+    if ((channel).is_enabled(level)) {                                          \
+      ::foundation::log::detail::write_joined((channel), (level), __VA_ARGS__); \
+    }                                                                           \
   } while (false)

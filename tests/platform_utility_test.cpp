@@ -1,0 +1,41 @@
+#include "install/platformutil/platform_utility.hpp"
+
+#include <gtest/gtest.h>
+
+#include <clocale>
+#include <regex>
+
+#include "support/temp_dir.hpp"
+
+namespace {
+
+using install::platformutil::PlatformUtility;
+
+TEST(PlatformUtility, CurrentTimeUsesEnglishNamesInAnyLocale) {
+  qx::test::ScopedEnv const lang("LC_ALL", "de_DE.UTF-8");
+  std::setlocale(LC_ALL, "");  // may fail where the locale is not installed; then C stays
+  std::string const text = PlatformUtility().getPlatformCurrentTime("%b %d, %Y %H:%M:%S");
+  std::setlocale(LC_ALL, "C");
+  std::regex const shape(
+      "(Jan|Feb|Mar|Apr|May|Jun|Jul|Aug|Sep|Oct|Nov|Dec) [0-3][0-9], "
+      "[0-9]{4} [0-2][0-9]:[0-5][0-9]:[0-6][0-9]");
+  EXPECT_TRUE(std::regex_match(text, shape)) << text;
+}
+
+TEST(PlatformUtility, TimePatternEdges) {
+  PlatformUtility const util;
+  EXPECT_EQ(util.getPlatformCurrentTime(""), "");
+  EXPECT_EQ(util.getPlatformCurrentTime("literal %%"), "literal %");
+  std::string const wide(3000, 'x');  // longer than the first buffer
+  EXPECT_EQ(util.getPlatformCurrentTime(wide), wide);
+}
+
+TEST(PlatformUtility, UserNameComesFromTheAccountDatabase) {
+  // The account database wins over $USER; neither an empty nor a bogus $USER changes it.
+  std::string const name = PlatformUtility().getPlatformUserName();
+  EXPECT_FALSE(name.empty());
+  qx::test::ScopedEnv const user("USER", "somebody-else");
+  EXPECT_EQ(PlatformUtility().getPlatformUserName(), name);
+}
+
+}  // namespace
