@@ -7,7 +7,7 @@
 #include <filesystem>
 #include <vector>
 
-#include "fl/posix_io.hpp"
+#include "support/fake_syscalls.hpp"
 #include "support/temp_dir.hpp"
 
 namespace {
@@ -79,59 +79,11 @@ TEST(TempDirectoryName, ReadsTmpdirAtEveryCall) {
   }
 }
 
-// Records every write and can fail calls on demand.
-struct FakeCalls {
-  static inline std::vector<std::size_t> writes;
-  static inline std::vector<int> write_errors;  // consumed front to back; 0 = real write
-  static inline std::size_t short_limit = 0;    // >0: write at most this many bytes per call
-  static inline int close_calls = 0;
-  static inline int close_error = 0;
-
-  static ssize_t write(int fd, void const* data, std::size_t size) {
-    if (!write_errors.empty()) {
-      int const error = write_errors.front();
-      write_errors.erase(write_errors.begin());
-      if (error != 0) {
-        errno = error;
-        return -1;
-      }
-    }
-    if (short_limit > 0 && size > short_limit)
-      size = short_limit;
-    writes.push_back(size);
-    return fl::posix::system_calls().write(fd, data, size);
-  }
-  static int close(int fd) {
-    ++close_calls;
-    int const rc = fl::posix::system_calls().close(fd);
-    if (close_error != 0) {
-      errno = close_error;
-      return -1;
-    }
-    return rc;
-  }
-};
-
-class OutputStream : public ::testing::Test {
- protected:
-  void SetUp() override {
-    FakeCalls::writes.clear();
-    FakeCalls::write_errors.clear();
-    FakeCalls::short_limit = 0;
-    FakeCalls::close_calls = 0;
-    FakeCalls::close_error = 0;
-    previous_ = &fl::posix::replace_syscalls(table_);
-  }
-  void TearDown() override { fl::posix::replace_syscalls(*previous_); }
-
-  qx::test::TempDir dir_;
-  fl::posix::syscalls table_{fl::posix::system_calls().open, &FakeCalls::write, &FakeCalls::close};
-  fl::posix::syscalls const* previous_ = nullptr;
-};
-
-TEST_F(OutputStream, EachFlushIsOneWriteAndAppendKeepsContent) {
-  qx::test::write_file(dir_.path() / "log", "old\n");
-  fs::basic_ofstream<char> out(path_of(dir_.file("log")), std::ios::out | std::ios::app);
+TEST(OutputStream, EachFlushIsOneWriteAndAppendKeepsContent) {
+  qx::test::TempDir const dir;
+  qx::test::FakeSyscalls calls;
+  qx::test::write_file(dir.path() / "log", "old\n");
+  fs::basic_ofstream<char> out(path_of(dir.file("log")), std::ios::out | std::ios::app);
   ASSERT_TRUE(out.is_open());
   std::string const big(100000, 'x');
   out << "first " << big << '\n';
@@ -139,28 +91,34 @@ TEST_F(OutputStream, EachFlushIsOneWriteAndAppendKeepsContent) {
   out << "second\n";
   out.close();
   EXPECT_TRUE(out.good());
-  EXPECT_EQ(FakeCalls::writes, (std::vector<std::size_t>{big.size() + 7, 7}));
-  EXPECT_EQ(qx::test::read_file(dir_.path() / "log"), "old\nfirst " + big + "\nsecond\n");
-  EXPECT_EQ(FakeCalls::close_calls, 1);
+  EXPECT_EQ(calls.writes, (std::vector<std::size_t>{big.size() + 7, 7}));
+  EXPECT_EQ(qx::test::read_file(dir.path() / "log"), "old\nfirst " + big + "\nsecond\n");
+  EXPECT_EQ(calls.close_calls, 1);
   out.close();  // harmless second close
-  EXPECT_EQ(FakeCalls::close_calls, 1);
+  EXPECT_EQ(calls.close_calls, 1);
 }
 
-TEST_F(OutputStream, InterruptedAndShortWritesAreContinued) {
-  FakeCalls::write_errors = {EINTR, 0, EINTR};
-  FakeCalls::short_limit = 3;
-  fs::basic_ofstream<char> out(path_of(dir_.file("log")), std::ios::out | std::ios::app);
+TEST(OutputStream, InterruptedAndShortWritesAreContinued) {
+  qx::test::TempDir const dir;
+  qx::test::FakeSyscalls calls;
+  calls.open_errors = {EINTR, EINTR};
+  calls.write_errors = {EINTR, 0, EINTR};
+  calls.short_write_limit = 3;
+  fs::basic_ofstream<char> out(path_of(dir.file("log")), std::ios::out | std::ios::app);
   out << "abcdefgh";
   out.close();
   EXPECT_TRUE(out.good());
-  EXPECT_EQ(FakeCalls::writes, (std::vector<std::size_t>{3, 3, 2}));
-  EXPECT_EQ(qx::test::read_file(dir_.path() / "log"), "abcdefgh");
+  EXPECT_EQ(calls.open_calls, 3);
+  EXPECT_EQ(calls.writes, (std::vector<std::size_t>{3, 3, 2}));
+  EXPECT_EQ(qx::test::read_file(dir.path() / "log"), "abcdefgh");
 }
 
-TEST_F(OutputStream, FailuresSetFailbitAndCloseIsNotRetried) {
-  FakeCalls::write_errors = {ENOSPC};
-  FakeCalls::close_error = EINTR;
-  fs::basic_ofstream<char> out(path_of(dir_.file("log")), std::ios::out | std::ios::app);
+TEST(OutputStream, FailuresSetFailbitAndCloseIsNotRetried) {
+  qx::test::TempDir const dir;
+  qx::test::FakeSyscalls calls;
+  calls.write_errors = {ENOSPC};
+  calls.close_error = EINTR;
+  fs::basic_ofstream<char> out(path_of(dir.file("log")), std::ios::out | std::ios::app);
   out << "lost";
   out.flush();
   EXPECT_TRUE(out.bad() || out.fail());
@@ -168,8 +126,8 @@ TEST_F(OutputStream, FailuresSetFailbitAndCloseIsNotRetried) {
   out.clear();
   out.close();
   EXPECT_TRUE(out.fail());
-  EXPECT_EQ(FakeCalls::close_calls, 1);
-  EXPECT_EQ(qx::test::read_file(dir_.path() / "log"), "");
+  EXPECT_EQ(calls.close_calls, 1);
+  EXPECT_EQ(qx::test::read_file(dir.path() / "log"), "");
 }
 
 TEST(OutputStreamOpen, PrivateFileRefusesLinksAndIsCreatedOwnerOnly) {

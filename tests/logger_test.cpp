@@ -12,6 +12,7 @@
 #include <vector>
 
 #include "install/platformutil/platform_utility.hpp"
+#include "support/fake_syscalls.hpp"
 #include "support/temp_dir.hpp"
 #include "support/trace_capture.hpp"
 
@@ -25,11 +26,11 @@ using qx::test::write_file;
 static_assert(!std::is_copy_constructible_v<Logger> && !std::is_move_constructible_v<Logger>);
 static_assert(std::is_nothrow_destructible_v<Logger>);
 
-// Replaces each entry's "(Mon DD, YYYY HH:MM:SS) " prefix by "(T) " and checks its shape.
+// Replaces each time prefix "(Mon DD, YYYY HH:MM:SS) " by "(T) ".
 std::string untimed(std::string const& text) {
   static std::regex const prefix(
-      R"((^|\n)\((Jan|Feb|Mar|Apr|May|Jun|Jul|Aug|Sep|Oct|Nov|Dec) \d\d, \d{4} \d\d:\d\d:\d\d\) )");
-  return std::regex_replace(text, prefix, "$1(T) ");
+      R"(\((Jan|Feb|Mar|Apr|May|Jun|Jul|Aug|Sep|Oct|Nov|Dec) \d\d, \d{4} \d\d:\d\d:\d\d\) )");
+  return std::regex_replace(text, prefix, "(T) ");
 }
 
 std::string utf8(fl::filesystem::basic_path const& path) {
@@ -212,7 +213,7 @@ TEST_F(LoggerTest, RemovedFileIsRecreatedRemovedFolderDropsEntries) {
   std::string const prefix = "failed to open destination_file for u8msg ";
   ASSERT_EQ(trace_.messages().size(), 2U);
   EXPECT_EQ(trace_.messages()[1].substr(0, prefix.size()), prefix);
-  EXPECT_EQ(untimed("\n" + trace_.messages()[1].substr(prefix.size())), "\n(T) dropped");
+  EXPECT_EQ(untimed(trace_.messages()[1].substr(prefix.size())), "(T) dropped");
 }
 
 TEST_F(LoggerTest, PlantedLinkAtDefaultNameIsNeverFollowed) {
@@ -231,6 +232,43 @@ TEST_F(LoggerTest, UnwritableDestinationDropsWithoutThrowing) {
   EXPECT_NO_THROW(logger::append_message(std::string("lost")));
   ASSERT_EQ(trace_.messages().size(), 2U);
   EXPECT_EQ(trace_.messages()[1].rfind("failed to write destination_file for u8msg (", 0), 0U);
+}
+
+TEST_F(LoggerTest, SystemFaultsOnTheWritePath) {
+  std::string const p = dir_.file("p.log");
+  Logger const log(p);
+  {
+    qx::test::FakeSyscalls calls;  // interrupted calls are retried, short writes continued
+    calls.open_errors = {EINTR};
+    calls.write_errors = {EINTR};
+    calls.short_write_limit = 5;
+    logger::append_message(std::string("survives interruptions"));
+    EXPECT_EQ(calls.open_calls, 2);
+  }
+  {
+    qx::test::FakeSyscalls calls;  // a close reporting EINTR is not repeated
+    calls.close_error = EINTR;
+    logger::append_message(std::string("closed once"));
+    EXPECT_EQ(calls.close_calls, 1);
+  }
+  trace_.clear();
+  for (int error : {ENOSPC, EIO, EDQUOT}) {
+    qx::test::FakeSyscalls calls;
+    calls.write_errors = {error};
+    EXPECT_NO_THROW(logger::append_message(std::string("dropped")));
+  }
+  {
+    qx::test::FakeSyscalls calls;
+    calls.open_errors = {EMFILE};
+    EXPECT_NO_THROW(logger::append_message(std::string("not opened")));
+  }
+  EXPECT_EQ(untimed(read_file(p)), "(T) survives interruptions\n(T) closed once\n");
+  auto const messages = trace_.messages();
+  ASSERT_EQ(messages.size(), 8U);
+  for (std::size_t i : {1U, 3U, 5U}) {
+    EXPECT_EQ(untimed(messages[i]), "failed to write destination_file for u8msg (T) dropped") << i;
+  }
+  EXPECT_EQ(messages[7].rfind("failed to open destination_file for u8msg (", 0), 0U);
 }
 
 TEST_F(LoggerTest, AppendFileFraming) {
