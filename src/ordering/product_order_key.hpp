@@ -1,0 +1,60 @@
+#pragma once
+
+// Internal to the library and its tests: the display-order comparison, split into a sort
+// key computed once per name and a comparison of keys.
+
+#include <locale>
+#include <map>
+#include <string>
+
+#include <boost/algorithm/string/case_conv.hpp>
+
+#include "fl/i18n.hpp"
+
+namespace install::cpputil::product_order {
+
+/// Upper-case narrow product name to its display position.
+using DisplayTable = std::map<std::string, int>;
+
+/// Position given to names that are not in the table; every table position is lower.
+inline constexpr int unlisted = 5;
+
+/// The five products shown first, in their display order.
+inline DisplayTable make_display_table() {
+  DisplayTable table;
+  int position = 0;
+  for (ustring const& name :
+       {ustring(u"KESTRA BATCH ENGINE"), ustring(u"KESTRA"), ustring(u"KESTRA ASSISTANT"),
+        ustring(u"TARNWICK"), ustring(u"TARNWICK ASSISTANT")}) {
+    table.emplace(fl::i18n::to_string(name), position++);
+  }
+  return table;
+}
+
+/// A name's table position (or `unlisted`) and its upper-cased narrow form.
+struct SortKey {
+  int position = unlisted;
+  std::string key;
+};
+
+/// Upper-cases byte by byte under the current global locale and looks the result up.
+inline SortKey make_sort_key(ustring const& name, DisplayTable const& table) {
+  SortKey result{unlisted,
+                 boost::algorithm::to_upper_copy(fl::i18n::to_string(name), std::locale())};
+  if (auto const found = table.find(result.key); found != table.end()) {
+    result.position = found->second;
+  }
+  return result;
+}
+
+/// True when `a` is shown before `b`. Table names compare by position, all before the
+/// others, which compare by key bytes. Equal table positions imply equal keys, so this is
+/// the lexicographic order of (position, key) and hence a strict weak ordering.
+inline bool precedes(SortKey const& a, SortKey const& b) {
+  if (a.position != b.position) {
+    return a.position < b.position;
+  }
+  return a.position == unlisted && a.key < b.key;
+}
+
+}  // namespace install::cpputil::product_order
