@@ -1,0 +1,34 @@
+#pragma once
+
+#include <map>
+#include <string>
+
+#include "install/cpputil/export.hpp"
+
+namespace install::cpputil {
+
+/// True when `value` equals, byte for byte, one of the comma-separated entries of `list`;
+/// entries may be empty (the empty list is one empty entry). Never throws.
+[[nodiscard]] QX_CPPUTIL_API bool validate_strval(std::string const& value,
+                                                  std::string const& list) noexcept;
+/// True for "true", "false", "yes" or "no" in any case; false for anything else, blanks
+/// around them included. Never throws.
+[[nodiscard]] QX_CPPUTIL_API bool validate_boolval(std::string const& value);
+/// True when std::stoi accepts `value` (leading digits in int range; a trailing rest is
+/// ignored); false when it throws. Never throws.
+[[nodiscard]] QX_CPPUTIL_API bool validate_intval(std::string const& value) noexcept;
+/// True when `path` (UTF-8) names an existing file holding at least one byte; false for an
+/// empty file, a missing path or a failing existence test.
+[[nodiscard]] QX_CPPUTIL_API bool validate_rfile(std::string const& path);
+
+/// Checks `value` against `rule` ("strval:a,b", "boolval", "intval", "rfile"; other kinds
+/// pass). Throws std::invalid_argument "key='k' value='v' rule='r'" for a failed value rule,
+/// and std::runtime_error with that text for a failed "rfile", after logging two lines.
+QX_CPPUTIL_API void validate_arg(std::string const& key, std::string const& value,
+                                 std::string const& rule);
+/// Applies validate_arg to every argument that has a rule, in key order, and throws on the
+/// first failure; arguments without a rule and rules without an argument are skipped.
+QX_CPPUTIL_API void validate_args(std::map<std::string, std::string> const& args,
+                                  std::map<std::string, std::string> const& rules);
+
+}  // namespace install::cpputil
