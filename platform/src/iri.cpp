@@ -1,0 +1,125 @@
+#include "foundation/network/iri.hpp"
+
+#include <boost/url/parse.hpp>
+#include <boost/url/url_view.hpp>
+#include <stdexcept>
+#include <string_view>
+
+#include "fl/i18n.hpp"
+
+namespace foundation::network {
+namespace {
+
+[[noreturn]] void reject(std::string_view why) {
+  throw std::invalid_argument("IRI: " + std::string(why));
+}
+
+bool is_control_or_space(unsigned char c) {
+  return c <= 0x20 || c == 0x7F;
+}
+
+bool is_well_formed_utf8(std::string const& text) {
+  return fl::i18n::ustring_to_utf8(fl::i18n::utf8_to_ustring(text)) == text;
+}
+
+// Browsers read '\' as '/' and drop tabs and line feeds, so such text means something else
+// to them than to RFC 3986; refusing it keeps the two readings equal.
+void check_raw_text(std::string const& text) {
+  for (char const ch : text) {
+    auto const c = static_cast<unsigned char>(ch);
+    if (c == '\\')
+      reject("backslash");
+    if (is_control_or_space(c))
+      reject("control character or space");
+  }
+  if (!is_well_formed_utf8(text))
+    reject("ill-formed UTF-8");
+}
+
+// RFC 3987 section 3.1: each byte of a non-ASCII character becomes a percent-escape.
+std::string map_to_uri(std::string const& text) {
+  static constexpr char hex[] = "0123456789ABCDEF";
+  std::string out;
+  out.reserve(text.size());
+  for (char const ch : text) {
+    auto const c = static_cast<unsigned char>(ch);
+    if (c < 0x80) {
+      out.push_back(ch);
+    } else {
+      out.push_back('%');
+      out.push_back(hex[c >> 4]);
+      out.push_back(hex[c & 0x0F]);
+    }
+  }
+  return out;
+}
+
+// The code points a browser forbids in a domain, checked on the decoded host so that an
+// escape such as %2F or %40 cannot move the host boundary for one reader and not the other.
+void check_decoded_host(std::string const& host) {
+  static constexpr std::string_view forbidden = "#%/:<>?@[\\]^|";
+  for (char const ch : host) {
+    auto const c = static_cast<unsigned char>(ch);
+    if (is_control_or_space(c) || forbidden.find(ch) != std::string_view::npos) {
+      reject("forbidden character in host");
+    }
+  }
+  if (!is_well_formed_utf8(host))
+    reject("ill-formed UTF-8 in host");
+}
+
+// RFC 3986 has the path after an authority start with '/' (or be empty); Boost.URL 1.81 ends
+// the authority early instead, so "https://a.com:x@b.com/" or "https://a.com:evil.com" would
+// report a host that no browser reaches. Browsers also refuse ports above 65535.
+void check_authority(boost::urls::url_view const& view) {
+  if (!view.has_authority())
+    return;
+  std::string_view const path = view.encoded_path();
+  if (!path.empty() && path.front() != '/')
+    reject("authority not ended by '/', '?' or '#'");
+  std::string_view port = view.port();
+  while (port.size() > 1 && port.front() == '0')
+    port.remove_prefix(1);
+  if (port.size() > 5 || (port.size() == 5 && port > "65535"))
+    reject("port out of range");
+}
+
+}  // namespace
+
+IRI::IRI(std::string const& text) {
+  check_raw_text(text);
+  std::string const uri = map_to_uri(text);
+  auto const parsed = boost::urls::parse_uri_reference(uri);
+  if (!parsed)
+    reject(parsed.error().message());
+  boost::urls::url_view const& view = *parsed;
+  check_authority(view);
+
+  has_scheme_ = view.has_scheme();
+  scheme_ = view.scheme();
+  has_userinfo_ = view.has_userinfo();
+  host_encoded_ = view.encoded_host();
+  switch (view.host_type()) {
+    case boost::urls::host_type::ipvfuture:
+      reject("IPvFuture host");
+    case boost::urls::host_type::ipv6:
+      host_decoded_ = host_encoded_;  // validated by the parser; keeps its brackets
+      break;
+    default:
+      host_decoded_ = view.host();
+      check_decoded_host(host_decoded_);
+      break;
+  }
+  path_encoded_ = view.encoded_path();
+  path_decoded_ = view.path();
+}
+
+std::string IRI::getHostUtf8(iri::Encoding const& encoding) const {
+  return encoding == iri::Encoding::decoded ? host_decoded_ : host_encoded_;
+}
+
+std::string IRI::getPathUtf8(iri::Encoding const& encoding) const {
+  return encoding == iri::Encoding::decoded ? path_decoded_ : path_encoded_;
+}
+
+}  // namespace foundation::network

@@ -1,0 +1,123 @@
+#include "foundation/locale/system_locale.hpp"
+
+#include <array>
+#include <cstdlib>
+#include <optional>
+#include <stdexcept>
+#include <string_view>
+#include <utility>
+
+#ifdef __APPLE__
+#include <CoreFoundation/CoreFoundation.h>
+#endif
+
+namespace foundation::locale {
+namespace {
+
+constexpr std::size_t max_part_length = 8;
+
+bool is_ascii_letter(char c) {
+  return (c >= 'a' && c <= 'z') || (c >= 'A' && c <= 'Z');
+}
+bool is_ascii_digit(char c) {
+  return c >= '0' && c <= '9';
+}
+char ascii_lower(char c) {
+  return (c >= 'A' && c <= 'Z') ? static_cast<char>(c - 'A' + 'a') : c;
+}
+char ascii_upper(char c) {
+  return (c >= 'a' && c <= 'z') ? static_cast<char>(c - 'a' + 'A') : c;
+}
+
+system_locale default_locale() {
+  return {"en", "US"};
+}
+
+// Reads language[_REGION][.codeset][@modifier] by its shape alone, so a locale that is not
+// installed reads as well as one that is. Returns nothing for a value of another shape.
+std::optional<system_locale> parse(std::string_view value) {
+  value = value.substr(0, value.find('@'));
+  value = value.substr(0, value.find('.'));
+  std::size_t const underscore = value.find('_');
+  std::string_view const language = value.substr(0, underscore);
+  std::string_view const region =
+      underscore == std::string_view::npos ? std::string_view() : value.substr(underscore + 1);
+
+  if (language == "C" || language == "POSIX")
+    return default_locale();
+  if (language.empty() || language.size() > max_part_length)
+    return std::nullopt;
+  if (region.size() > max_part_length)
+    return std::nullopt;
+  std::string lang;
+  for (char const c : language) {
+    if (!is_ascii_letter(c))
+      return std::nullopt;
+    lang.push_back(ascii_lower(c));
+  }
+  std::string reg;
+  for (char const c : region) {  // letters, or digits as in es_419
+    if (!is_ascii_letter(c) && !is_ascii_digit(c))
+      return std::nullopt;
+    reg.push_back(ascii_upper(c));
+  }
+  return system_locale(std::move(lang), std::move(reg));
+}
+
+#ifdef __APPLE__
+std::string copy_utf8(CFLocaleRef locale, CFStringRef key) {
+  auto const value = static_cast<CFStringRef>(CFLocaleGetValue(locale, key));
+  std::array<char, 64> buffer{};
+  if (value == nullptr ||
+      !CFStringGetCString(value, buffer.data(), buffer.size(), kCFStringEncodingUTF8)) {
+    return {};
+  }
+  return buffer.data();
+}
+
+// The locale chosen in System Settings, which a program started from the Finder sees
+// without any of the variables.
+std::optional<system_locale> user_preference() {
+  CFLocaleRef const locale = CFLocaleCopyCurrent();
+  if (locale == nullptr)
+    return std::nullopt;
+  std::string language = copy_utf8(locale, kCFLocaleLanguageCode);
+  std::string region = copy_utf8(locale, kCFLocaleCountryCode);
+  CFRelease(locale);
+  if (language.empty())
+    return std::nullopt;
+  return system_locale(std::move(language), std::move(region));
+}
+#endif
+
+}  // namespace
+
+system_locale::system_locale(std::string language, std::string region)
+    : language_(std::move(language)), region_(std::move(region)) {}
+
+system_locale system_locale::get_locale(category cat) {
+  char const* specific = nullptr;
+  switch (cat) {
+    case category::ctype:
+      specific = "LC_CTYPE";
+      break;
+    case category::messages:
+      specific = "LC_MESSAGES";
+      break;
+    default:
+      throw std::invalid_argument("system_locale: unknown category");
+  }
+  // The first variable that is set and non-empty decides, as for setlocale(cat, "").
+  for (char const* name : {"LC_ALL", specific, "LANG"}) {
+    char const* value = std::getenv(name);
+    if (value != nullptr && *value != '\0')
+      return parse(value).value_or(default_locale());
+  }
+#ifdef __APPLE__
+  if (auto preference = user_preference())
+    return *std::move(preference);
+#endif
+  return default_locale();
+}
+
+}  // namespace foundation::locale

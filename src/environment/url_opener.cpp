@@ -1,0 +1,119 @@
+#include "install/cpputil/url_opener.hpp"
+
+#include <exception>
+#include <limits>
+#include <string_view>
+
+#include "foundation/core/process.hpp"
+#include "foundation/network/iri.hpp"
+#include "install/cpputil/logger.hpp"
+
+namespace install::cpputil {
+namespace {
+
+using foundation::network::IRI;
+using foundation::network::iri::Encoding;
+
+constexpr std::string_view allowed_domain = "quillford.com";
+#ifdef __APPLE__
+constexpr char const* opener_program = "/usr/bin/open";
+#else
+constexpr char const* opener_program = "/usr/bin/xdg-open";  // /usr/bin/open is another tool
+#endif
+// Stands for "no exit status": the launch itself failed.
+constexpr int no_status = std::numeric_limits<int>::max();
+
+bool is_allowed_document(std::string_view path) {
+  std::size_t const dot = path.rfind('.');
+  if (dot == std::string_view::npos)
+    return false;
+  std::string_view const extension = path.substr(dot);
+  return extension == ".txt" || extension == ".pdf";
+}
+
+// The domain itself or a subdomain; ".quillford.com" alone has an empty label and is refused.
+bool is_allowed_host(std::string_view host) {
+  if (host == allowed_domain)
+    return true;
+  return host.size() >= allowed_domain.size() + 2 && host.ends_with(allowed_domain) &&
+         host[host.size() - allowed_domain.size() - 1] == '.';
+}
+
+void log_quietly(ustring const& message) noexcept {
+  try {
+    logger::append_message(message);
+  } catch (...) {  // openUrl reports through its result; a lost log line must not escape
+  }
+}
+
+}  // namespace
+
+URLOpener::~URLOpener() = default;
+
+bool URLOpener::isAllowedUrl(std::string const& url) {
+  if (url.empty())
+    return false;
+  try {
+    IRI const iri(url);
+    if (!iri.hasScheme())
+      return false;
+    // Credentials in front of the host only serve to disguise where a link leads.
+    if (iri.hasUserInfo())
+      return false;
+    std::string const scheme = iri.getSchemeUtf8();
+    if (scheme == "file") {
+      // A file URL naming another machine would have the opener reach out over the network.
+      std::string const host = iri.getHostUtf8(Encoding::decoded);
+      if (!host.empty() && host != "localhost")
+        return false;
+      return is_allowed_document(iri.getPathUtf8(Encoding::decoded));
+    }
+    if (scheme == "https")
+      return is_allowed_host(iri.getHostUtf8(Encoding::decoded));
+    return false;
+  } catch (...) {
+    return false;
+  }
+}
+
+bool URLOpener::openUrl(ustring const& url) const {
+  int status = no_status;
+  try {
+    status = openUrlInSystemBrowser(url);
+  } catch (std::exception const& error) {
+    char const* const text = error.what();
+    try {
+      log_quietly(fl::i18n::to_ustring(text != nullptr ? text : ""));
+    } catch (...) {  // converting the text can only fail for lack of memory
+    }
+    status = no_status;
+  } catch (...) {
+    status = no_status;
+  }
+  if (status == 0)
+    return true;
+
+  try {
+    std::string message = "Unable to open " + fl::i18n::to_string(url);
+    if (status != no_status)
+      message += " " + std::to_string(status);
+    log_quietly(fl::i18n::to_ustring(message));
+  } catch (...) {  // as above: only an allocation failure gets here
+  }
+  return false;
+}
+
+int URLOpener::openUrlInSystemBrowser(ustring const& url) const {
+  return runCommand(opener_program, {fl::i18n::to_string(url)});
+}
+
+int URLOpener::runCommand(std::string const& program,
+                          std::vector<std::string> const& arguments) const {
+  foundation::core::context ctx;
+  ctx.std_out(foundation::core::discard()).std_err(foundation::core::discard());
+  ctx.detached_process(true);
+  foundation::core::process child(foundation::core::command(program, arguments), ctx);
+  return child.exit_status();
+}
+
+}  // namespace install::cpputil
