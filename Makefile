@@ -15,7 +15,7 @@ build: bootstrap build/release/CMakeCache.txt
 	cmake --build --preset release -j $(JOBS)
 
 run: build
-	./build/release/examples/unattended_install
+	./build/release/examples/unattended_install examples/installer_input.txt examples/rules.txt
 
 test: build
 	ctest --preset release -j $(JOBS)
