@@ -2,6 +2,8 @@
 # configures once into build/<preset>, builds what changed and runs.
 JOBS ?= $(shell nproc 2>/dev/null || sysctl -n hw.ncpu 2>/dev/null || echo 2)
 FUZZ_SECONDS ?= 60
+FUZZ_TARGETS := property_map utf_conversion validate_arg url_allowed version_compare
+FUZZ_DIR := $(CURDIR)/build/fuzz
 
 .PHONY: run test bootstrap build asan tsan bench fuzz format clean
 
@@ -34,6 +36,21 @@ bench: bootstrap
 	@test -f build/bench/CMakeCache.txt || cmake --preset bench
 	cmake --build --preset bench -j $(JOBS)
 	./build/bench/bench/qxinstall_bench
+
+# Each target runs for FUZZ_SECONDS on a copy of its seeds (new inputs stay under build/fuzz);
+# crashes land in build/fuzz/artifacts. Absolute paths: a target may change its folder.
+fuzz:
+	@QX_WITH_FUZZ=1 bash scripts/bootstrap.sh
+	@test -f build/fuzz/CMakeCache.txt || cmake --preset fuzz
+	cmake --build --preset fuzz -j $(JOBS)
+	ctest --test-dir build/fuzz/fuzz --output-on-failure
+	@set -e; mkdir -p $(FUZZ_DIR)/artifacts; \
+	for t in $(FUZZ_TARGETS); do \
+	  mkdir -p $(FUZZ_DIR)/corpus/$$t; cp fuzz/corpus/$$t/* $(FUZZ_DIR)/corpus/$$t/; \
+	  echo "fuzz: $$t for $(FUZZ_SECONDS) s"; \
+	  $(FUZZ_DIR)/fuzz/$${t}_fuzzer -max_total_time=$(FUZZ_SECONDS) -timeout=25 \
+	    -print_final_stats=1 -artifact_prefix=$(FUZZ_DIR)/artifacts/$$t- $(FUZZ_DIR)/corpus/$$t; \
+	done
 
 format:
 	git ls-files '*.cpp' '*.hpp' | xargs clang-format -i
