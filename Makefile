@@ -48,7 +48,8 @@ fuzz:
 	for t in $(FUZZ_TARGETS); do \
 	  mkdir -p $(FUZZ_DIR)/corpus/$$t; cp fuzz/corpus/$$t/* $(FUZZ_DIR)/corpus/$$t/; \
 	  echo "fuzz: $$t for $(FUZZ_SECONDS) s"; \
-	  $(FUZZ_DIR)/fuzz/$${t}_fuzzer -max_total_time=$(FUZZ_SECONDS) -timeout=25 \
+	  dict=""; test -f fuzz/$$t.dict && dict=-dict=$(CURDIR)/fuzz/$$t.dict; \
+	  $(FUZZ_DIR)/fuzz/$${t}_fuzzer -max_total_time=$(FUZZ_SECONDS) -timeout=25 $$dict \
 	    -print_final_stats=1 -artifact_prefix=$(FUZZ_DIR)/artifacts/$$t- $(FUZZ_DIR)/corpus/$$t; \
 	done
 
