@@ -1,5 +1,6 @@
 #include "fl/i18n.hpp"
 
+#include <algorithm>
 #include <cstdint>
 
 namespace fl::i18n {
@@ -43,13 +44,20 @@ void push_utf8(std::string& out, char32_t cp) {
 // far are one maximal ill-formed subpart and become one U+FFFD; decoding resumes at the
 // offending byte. Neither Boost.Locale (skip or throw) nor the standard library offers this.
 void append_utf16(ustring& out, std::string_view utf8) {
+  // No byte gives more than one code unit (a four-byte sequence gives two), so this is the
+  // most that can be needed, and exact for ASCII.
+  out.reserve(out.size() + utf8.size());
   auto const* p = reinterpret_cast<unsigned char const*>(utf8.data());
   auto const* const end = p + utf8.size();
   while (p != end) {
     unsigned char const lead = *p;
     if (lead < 0x80) {
-      out.push_back(lead);
-      ++p;
+      // A run of ASCII, the usual text, is widened in one step.
+      auto const* const run_end = std::find_if(p, end, [](unsigned char c) { return c >= 0x80; });
+      std::size_t const start = out.size();
+      out.resize(start + static_cast<std::size_t>(run_end - p));
+      std::copy(p, run_end, out.begin() + static_cast<std::ptrdiff_t>(start));
+      p = run_end;
       continue;
     }
     int trail = 0;
@@ -99,7 +107,21 @@ void append_utf16(ustring& out, std::string_view utf8) {
 }
 
 void append_utf8(std::string& out, std::u16string_view text) {
+  out.reserve(out.size() + text.size());  // exact for ASCII; longer text grows as usual
   for (std::size_t i = 0; i < text.size(); ++i) {
+    if (text[i] < 0x80) {
+      // A run of ASCII, the usual text, is narrowed in one step.
+      auto const run = std::find_if(text.begin() + static_cast<std::ptrdiff_t>(i), text.end(),
+                                    [](char16_t c) { return c >= 0x80; });
+      std::size_t const count = static_cast<std::size_t>(run - text.begin()) - i;
+      std::size_t const start = out.size();
+      out.resize(start + count);
+      std::transform(text.begin() + static_cast<std::ptrdiff_t>(i), run,
+                     out.begin() + static_cast<std::ptrdiff_t>(start),
+                     [](char16_t c) { return static_cast<char>(c); });
+      i += count - 1;
+      continue;
+    }
     char32_t cp = text[i];
     if (cp >= 0xD800 && cp <= 0xDBFF) {
       if (i + 1 < text.size() && text[i + 1] >= 0xDC00 && text[i + 1] <= 0xDFFF) {

@@ -47,6 +47,13 @@ std::string PlatformUtility::getPlatformCurrentTime(std::string const& format) c
   std::time_t const now = std::time(nullptr);
   std::tm local{};
   localtime_r(&now, &local);
+  // Most patterns fit the stack buffer; only longer results take the growing heap buffer.
+  char small[256];
+  if (std::size_t const n =
+          strftime_l(small, sizeof small, format.c_str(), &local, classic_locale());
+      n > 0) {
+    return std::string(small, n);
+  }
   std::string out(64 + format.size() * 4, '\0');
   for (int attempt = 0; attempt < 8; ++attempt) {
     std::size_t const n =

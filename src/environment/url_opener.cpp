@@ -94,9 +94,12 @@ bool URLOpener::openUrl(ustring const& url) const {
     return true;
 
   try {
-    std::string message = "Unable to open " + fl::i18n::to_string(url);
-    if (status != no_status)
-      message += " " + std::to_string(status);
+    std::string message = "Unable to open ";
+    message += fl::i18n::to_string(url);
+    if (status != no_status) {
+      message += ' ';
+      message += std::to_string(status);
+    }
     log_quietly(fl::i18n::to_ustring(message));
   } catch (...) {  // as above: only an allocation failure gets here
   }

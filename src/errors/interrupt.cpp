@@ -13,10 +13,6 @@ namespace {
 using foundation::log::debug_level;
 using foundation::log::info_level;
 
-// Constant-initialised, so the flag is clear and usable before any dynamic initialisation,
-// including from other units' static constructors.
-constinit std::atomic<bool> interrupt_flag{false};
-
 foundation::log::basic_diagnostic_logger<char> trace_channel("install::cpputil::interrupt");
 
 constexpr int pause_passes = 600;
@@ -28,18 +24,18 @@ Exception::Exception() : std::runtime_error("Interrupted.") {}
 
 Exception::Exception(std::string const& tag) : std::runtime_error("Interrupted. " + tag) {}
 
-bool is_set() noexcept {
-  bool const value = interrupt_flag.load(std::memory_order_seq_cst);
-  if (value) {
-    FL_TRACE(trace_channel, info_level, " interruptStatus=", value);
-  }
-  return value;
+namespace detail {
+
+// Constant-initialised, so the flag is clear and usable before any dynamic initialisation,
+// including from other units' static constructors.
+constinit std::atomic<bool> flag{false};
+
+bool report_set() noexcept {
+  FL_TRACE(trace_channel, info_level, " interruptStatus=", true);
+  return true;
 }
 
-void throw_if_set(std::string const& tag) {
-  if (!is_set()) {
-    return;
-  }
+void throw_interrupt(std::string const& tag) {
   if (tag.empty()) {
     FL_TRACE(trace_channel, debug_level, "Throw interrupt::Exception with DEFAULT tag.");
     throw Exception();
@@ -48,14 +44,16 @@ void throw_if_set(std::string const& tag) {
   throw Exception(tag);
 }
 
+}  // namespace detail
+
 void set() noexcept {
-  interrupt_flag.store(true, std::memory_order_seq_cst);
+  detail::flag.store(true, std::memory_order_seq_cst);
   FL_TRACE(trace_channel, debug_level, "Set INTERRUPT.");
 }
 
 namespace detail {
 void unset() noexcept {
-  interrupt_flag.store(false, std::memory_order_seq_cst);
+  flag.store(false, std::memory_order_seq_cst);
   FL_TRACE(trace_channel, debug_level, "Unset INTERRUPT.");
 }
 }  // namespace detail

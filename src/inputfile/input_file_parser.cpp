@@ -55,9 +55,17 @@ ustring to_ustring(std::string_view utf8) {
   return out;
 }
 
-// The key of a line: the text before `separator`, trimmed and lower-cased.
-std::string key_before(std::string_view line, std::size_t separator) {
-  return ascii_lower(trim_view(line.substr(0, separator)));
+// The key of a line: the text before `separator`, trimmed, in UTF-16 and lower-cased.
+// Lowering after the conversion gives the same text as lowering the bytes first: ASCII bytes
+// become the same code units, and no other byte becomes an ASCII unit.
+ustring key_before(std::string_view line, std::size_t separator) {
+  ustring key = to_ustring(trim_view(line.substr(0, separator)));
+  for (char16_t& c : key) {
+    if (c >= u'A' && c <= u'Z') {
+      c = static_cast<char16_t>(c - u'A' + u'a');
+    }
+  }
+  return key;
 }
 
 // The value of a line: the text after the run of `mark` starting at `separator`, trimmed.
@@ -73,8 +81,65 @@ bool is_list_line(std::string_view line) {
   });
 }
 
-bool is_list_key(std::string_view key) {
-  return std::find(multiValueKeys.begin(), multiValueKeys.end(), key) != multiValueKeys.end();
+// A key converted from UTF-8 names a list key exactly when its UTF-8 form does.
+bool is_list_key(std::u16string_view key) {
+  return std::any_of(multiValueKeys.begin(), multiValueKeys.end(), [key](std::string const& name) {
+    return std::equal(name.begin(), name.end(), key.begin(), key.end(),
+                      [](char a, char16_t b) { return static_cast<unsigned char>(a) == b; });
+  });
+}
+
+// Opens the file and hands each kept line, trimmed, to `keep` in file order. Throws for a
+// missing file; a file that does not open gives no line.
+template <class Keep>
+void read_kept_lines(ustring const& fileName, Keep&& keep) {
+  fl::filesystem::basic_path const path =
+      fileName.empty()
+          ? fl::filesystem::basic_path()
+          : fl::filesystem::basic_path(fl::filesystem::detail::make_native_form(fileName, true));
+  if (!fl::filesystem::exists(path)) {
+    throw std::runtime_error("input file does not exist!");
+  }
+  fl::filesystem::basic_ifstream<char> in(path, std::ios_base::in);
+  if (!in.is_open()) {
+    return;
+  }
+  std::string line;
+  while (std::getline(in, line)) {
+    std::string_view const trimmed = trim_view(line);
+    if (!should_append(trimmed)) {
+      continue;
+    }
+    FL_TRACE(trace_channel, foundation::log::info_level, " line=", trimmed);
+    keep(trimmed);
+  }
+  in.close();
+}
+
+// Applies one line (without its "\n") to the map: an assignment sets a single value, a
+// list line appends to a list, anything else is ignored.
+void add_line(install::cpputil::InputFileParser& parser, install::cpputil::PropertyMap& properties,
+              std::string_view line) {
+  using install::cpputil::PropertyValue;
+  if (auto const eq = line.find('='); eq != std::string_view::npos) {
+    ustring key = key_before(line, eq);
+    if (key.empty() || is_list_key(key)) {
+      return;
+    }
+    properties.insert_or_assign(std::move(key), PropertyValue(value_after(line, eq, '=')));
+    return;
+  }
+  if (!is_list_line(line)) {
+    return;
+  }
+  auto const dot = line.find('.');
+  ustring value = value_after(line, dot, '.');
+  parser.removeUnderscores(value);
+  auto const slot = properties.try_emplace(key_before(line, dot), std::vector<ustring>{}).first;
+  // A key that already holds a single value keeps it.
+  if (auto* list = std::get_if<std::vector<ustring>>(&slot->second)) {
+    list->push_back(std::move(value));
+  }
 }
 
 }  // namespace
@@ -86,29 +151,11 @@ bool shouldAppend(std::string const& line) {
 namespace install::cpputil {
 
 std::string InputFileParser::getUserInputsFromFile(ustring const& fileName) const {
-  fl::filesystem::basic_path const path =
-      fileName.empty()
-          ? fl::filesystem::basic_path()
-          : fl::filesystem::basic_path(fl::filesystem::detail::make_native_form(fileName, true));
-  if (!fl::filesystem::exists(path)) {
-    throw std::runtime_error("input file does not exist!");
-  }
-  fl::filesystem::basic_ifstream<char> in(path, std::ios_base::in);
-  if (!in.is_open()) {
-    return {};
-  }
   std::string inputs;
-  std::string line;
-  while (std::getline(in, line)) {
-    std::string_view const trimmed = trim_view(line);
-    if (!should_append(trimmed)) {
-      continue;
-    }
-    FL_TRACE(trace_channel, foundation::log::info_level, " line=", trimmed);
-    inputs.append(trimmed);
+  read_kept_lines(fileName, [&inputs](std::string_view line) {
+    inputs.append(line);
     inputs.push_back('\n');
-  }
-  in.close();
+  });
   return inputs;
 }
 
@@ -128,12 +175,14 @@ std::string InputFileParser::stringToLowerCase(std::string const& text) const {
   return ascii_lower(text);
 }
 
+// The same map as converting getUserInputsFromFile's text, built line by line as the file
+// is read, so that the whole text is never held beside the map. The conversion writes no
+// trace, so the trace lines come out as they would.
 PropertyMap InputFileParser::parse(ustring const& fileName) {
-  std::string const inputs = getUserInputsFromFile(fileName);
-  if (inputs.empty()) {
-    return {};
-  }
-  return convertInputsToPropertyMap(inputs);
+  PropertyMap properties;
+  read_kept_lines(
+      fileName, [this, &properties](std::string_view line) { add_line(*this, properties, line); });
+  return properties;
 }
 
 PropertyMap InputFileParser::convertInputsToPropertyMap(std::string const& inputs) {
@@ -141,31 +190,8 @@ PropertyMap InputFileParser::convertInputsToPropertyMap(std::string const& input
   std::string_view rest(inputs);
   // Text after the last "\n" is an unfinished line and is never read.
   for (auto end = rest.find('\n'); end != std::string_view::npos; end = rest.find('\n')) {
-    std::string_view const line = rest.substr(0, end);
+    add_line(*this, properties, rest.substr(0, end));
     rest.remove_prefix(end + 1);
-
-    if (auto const eq = line.find('='); eq != std::string_view::npos) {
-      std::string const key = key_before(line, eq);
-      // Invalid UTF-8 never converts to ASCII, so comparing the bytes here matches
-      // comparing the converted key.
-      if (key.empty() || is_list_key(key)) {
-        continue;
-      }
-      properties.insert_or_assign(to_ustring(key), PropertyValue(value_after(line, eq, '=')));
-      continue;
-    }
-    if (!is_list_line(line)) {
-      continue;
-    }
-    auto const dot = line.find('.');
-    ustring value = value_after(line, dot, '.');
-    removeUnderscores(value);
-    auto const slot =
-        properties.try_emplace(to_ustring(key_before(line, dot)), std::vector<ustring>{}).first;
-    // A key that already holds a single value keeps it.
-    if (auto* list = std::get_if<std::vector<ustring>>(&slot->second)) {
-      list->push_back(std::move(value));
-    }
   }
   return properties;
 }

@@ -22,6 +22,9 @@ std::mutex log_mutex;
 basic_path destination_file;
 basic_path last_destination_file;
 
+// Made once rather than for every entry (it is too long for the short-string buffer).
+std::string const entry_time_format = "%b %d, %Y %H:%M:%S";
+
 basic_path path_from_text(ustring const& text) {
   return text.empty() ? basic_path()
                       : basic_path(fl::filesystem::detail::make_native_form(text, true));
@@ -147,16 +150,21 @@ void append_message(ustring const& message) {
   if (message.empty())
     return;
 
-  std::lock_guard lock(log_mutex);
+  std::unique_lock lock(log_mutex);
   // "(" time ") " message, built in UTF-8 directly: the time text is ASCII, so this is the
   // same text as composing in UTF-16 and converting once.
-  std::string entry = "(";
-  entry += platform_utility.getPlatformCurrentTime("%b %d, %Y %H:%M:%S");
+  std::string const time = platform_utility.getPlatformCurrentTime(entry_time_format);
+  std::string entry;
+  entry.reserve(time.size() + message.size() + 4);  // exact for ASCII; "\n" included
+  entry += '(';
+  entry += time;
   entry += ") ";
   fl::i18n::append_utf8(entry, message);
 
+  // The destination cannot change while log_mutex is held, so it is used in place.
   bool const to_default = destination_file.empty();
-  basic_path const file = to_default ? default_log_file() : destination_file;
+  basic_path const default_file = to_default ? default_log_file() : basic_path();
+  basic_path const& file = to_default ? default_file : destination_file;
   // The default file sits in a folder other users may share: never follow a planted link.
   fl::filesystem::open_options const options =
       to_default ? fl::filesystem::open_options{.private_file = true, .create_mode = 0600}
@@ -170,6 +178,9 @@ void append_message(ustring const& message) {
   stream << entry;
   stream.flush();  // one write(2) for the whole entry
   stream.close();
+  // The entry is in the file and the file closed: the stream and the texts are released
+  // after the lock, which other writers are waiting for.
+  lock.unlock();
   if (stream.fail()) {
     entry.pop_back();
     FL_TRACE(trace_channel, info_level, "failed to write destination_file for u8msg ", entry);

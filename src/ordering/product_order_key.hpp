@@ -7,8 +7,6 @@
 #include <map>
 #include <string>
 
-#include <boost/algorithm/string/case_conv.hpp>
-
 #include "fl/i18n.hpp"
 
 namespace install::cpputil::product_order {
@@ -37,14 +35,25 @@ struct SortKey {
   std::string key;
 };
 
-/// Upper-cases byte by byte under the current global locale and looks the result up.
-inline SortKey make_sort_key(ustring const& name, DisplayTable const& table) {
-  SortKey result{unlisted,
-                 boost::algorithm::to_upper_copy(fl::i18n::to_string(name), std::locale())};
+/// Upper-cases byte by byte with `ctype` and looks the result up. std::toupper(c, locale),
+/// which boost::algorithm::to_upper_copy applies, is the locale's ctype<char>::toupper(c);
+/// taking the facet once saves a facet lookup per byte.
+inline SortKey make_sort_key(ustring const& name, DisplayTable const& table,
+                             std::ctype<char> const& ctype) {
+  SortKey result{unlisted, fl::i18n::to_string(name)};
+  for (char& c : result.key) {
+    c = ctype.toupper(c);
+  }
   if (auto const found = table.find(result.key); found != table.end()) {
     result.position = found->second;
   }
   return result;
+}
+
+/// Upper-cases byte by byte under the current global locale and looks the result up.
+inline SortKey make_sort_key(ustring const& name, DisplayTable const& table) {
+  std::locale const locale;
+  return make_sort_key(name, table, std::use_facet<std::ctype<char>>(locale));
 }
 
 /// True when `a` is shown before `b`. Table names compare by position, all before the

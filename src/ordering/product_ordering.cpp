@@ -1,6 +1,7 @@
 #include "install/cpputil/product_ordering.hpp"
 
 #include <algorithm>
+#include <locale>
 #include <utility>
 
 #include "product_order_key.hpp"
@@ -16,10 +17,14 @@ void sortProductsInKESTRAbeticalOrder(std::vector<ustring>& products) {
     SortKey key;
     ustring name;
   };
+  // One copy of the global locale for the whole call, and its facet looked up once.
+  std::locale const locale;
+  auto const& ctype = std::use_facet<std::ctype<char>>(locale);
   std::vector<Entry> entries;
   entries.reserve(products.size());
-  for (ustring const& name : products) {
-    entries.push_back({product_order::make_sort_key(name, table), name});
+  for (ustring& name : products) {
+    SortKey key = product_order::make_sort_key(name, table, ctype);
+    entries.push_back({std::move(key), std::move(name)});
   }
   std::sort(entries.begin(), entries.end(),
             [](Entry const& a, Entry const& b) { return product_order::precedes(a.key, b.key); });

@@ -1,0 +1,131 @@
+// Case 3: one installation-log entry, against the physical limit of opening the file,
+// writing the entry and closing it again.
+
+#include <benchmark/benchmark.h>
+
+#include <fcntl.h>
+#include <unistd.h>
+#include <mutex>
+#include <optional>
+#include <string>
+
+#include "install/cpputil/logger.hpp"
+#include "install/platformutil/platform_utility.hpp"
+#include "support.hpp"
+
+namespace {
+
+namespace logger = install::cpputil::logger;
+using qx::bench::add_time_row;
+
+// 100 bytes of ASCII text, a typical progress line.
+std::string const message_text = [] {
+  std::string text = "Installing component 0042 of 0187: copying files into /opt/quillford/runtime";
+  text.resize(100, '.');
+  return text;
+}();
+
+std::string const& ours_file() {
+  static std::string const path = qx::bench::scratch_dir() + "/install.log";
+  return path;
+}
+
+std::string const& raw_file() {
+  static std::string const path = qx::bench::scratch_dir() + "/raw.log";
+  return path;
+}
+
+void empty_file(std::string const& path) {
+  int const fd = ::open(path.c_str(), O_WRONLY | O_CREAT | O_TRUNC, 0644);
+  if (fd >= 0) ::close(fd);
+}
+
+std::optional<logger::Logger> active_logger;
+
+void start_logger(benchmark::State const&) {
+  empty_file(ours_file());
+  active_logger.emplace(ours_file());
+}
+
+void stop_logger(benchmark::State const&) {
+  active_logger.reset();
+}
+
+void start_raw(benchmark::State const&) {
+  empty_file(raw_file());
+}
+
+void BM_AppendMessage(benchmark::State& state) {
+  ustring const message = fl::i18n::utf8_to_ustring(message_text);
+  for (auto _ : state) {
+    logger::append_message(message);
+  }
+}
+BENCHMARK(BM_AppendMessage)->Setup(start_logger)->Teardown(stop_logger);
+BENCHMARK(BM_AppendMessage)->Setup(start_logger)->Teardown(stop_logger)->Threads(4)->UseRealTime();
+
+// The same bytes as one entry of ours: "(" time ") " message "\n".
+std::string entry_bytes() {
+  install::platformutil::PlatformUtility const platform;
+  std::string entry = "(";
+  entry += platform.getPlatformCurrentTime("%b %d, %Y %H:%M:%S");
+  entry += ") ";
+  entry += message_text;
+  entry += '\n';
+  return entry;
+}
+
+void BM_RawOpenWriteClose(benchmark::State& state) {
+  std::string const entry = entry_bytes();
+  char const* const path = raw_file().c_str();
+  for (auto _ : state) {
+    int const fd = ::open(path, O_WRONLY | O_APPEND | O_CREAT, 0644);
+    if (fd < 0) {
+      state.SkipWithError("cannot open the raw log file");
+      break;
+    }
+    ssize_t const written = ::write(fd, entry.data(), entry.size());
+    benchmark::DoNotOptimize(written);
+    ::close(fd);
+  }
+}
+BENCHMARK(BM_RawOpenWriteClose)->Setup(start_raw);
+BENCHMARK(BM_RawOpenWriteClose)->Setup(start_raw)->Threads(4)->UseRealTime();
+
+// The raw loop with the log's own rule: one process-wide mutex held from before the open to
+// after the close, so that entries never interleave and time stamps follow file order.
+std::mutex raw_mutex;
+
+void BM_RawOpenWriteCloseLocked(benchmark::State& state) {
+  std::string const entry = entry_bytes();
+  char const* const path = raw_file().c_str();
+  for (auto _ : state) {
+    std::lock_guard const lock(raw_mutex);
+    int const fd = ::open(path, O_WRONLY | O_APPEND | O_CREAT, 0644);
+    if (fd < 0) {
+      state.SkipWithError("cannot open the raw log file");
+      break;
+    }
+    ssize_t const written = ::write(fd, entry.data(), entry.size());
+    benchmark::DoNotOptimize(written);
+    ::close(fd);
+  }
+}
+BENCHMARK(BM_RawOpenWriteCloseLocked)->Setup(start_raw)->Threads(4)->UseRealTime();
+
+[[maybe_unused]] bool const rows_added = [] {
+  add_time_row(30, "3 `append_message`, 100 bytes, 1 thread", "BM_AppendMessage",
+               "POSIX open(O_APPEND)+write+close", "BM_RawOpenWriteClose",
+               qx::bench::ratio_at_most(1.3));
+  add_time_row(31, "3 `append_message`, 100 bytes, 4 threads",
+               "BM_AppendMessage/real_time/threads:4",
+               "POSIX open(O_APPEND)+write+close, 4 threads",
+               "BM_RawOpenWriteClose/real_time/threads:4", qx::bench::ratio_at_most(1.3));
+  add_time_row(32, "3 `append_message`, 100 bytes, 4 threads",
+               "BM_AppendMessage/real_time/threads:4",
+               "the same raw loop under one mutex, 4 threads",
+               "BM_RawOpenWriteCloseLocked/real_time/threads:4");
+  return true;
+}();
+
+}  // namespace
