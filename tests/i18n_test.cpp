@@ -3,47 +3,28 @@
 #include <gtest/gtest.h>
 
 #include <random>
+#include <sstream>
 #include <string>
 #include <vector>
+
+#include "support/table.hpp"
 
 namespace {
 
 using fl::i18n::ustring_to_utf8;
 using fl::i18n::utf8_to_ustring;
 
-struct Utf8Case {
-  char const* name;
-  std::string input;
-  ustring expected;
-};
+ustring code_units(std::string const& hex) {
+  ustring out;
+  std::istringstream in(hex);
+  for (unsigned unit = 0; in >> std::hex >> unit;)
+    out.push_back(static_cast<char16_t>(unit));
+  return out;
+}
 
 TEST(Utf8ToUstring, WellFormedAndMaximalSubparts) {
-  std::vector<Utf8Case> const cases = {
-      {"empty", "", u""},
-      {"ascii", "Color = Blue", u"Color = Blue"},
-      {"nul kept", std::string("a\0b", 3), ustring(u"a\0b", 3)},
-      {"two bytes", "\xC3\x84", u"\u00C4"},
-      {"three bytes", "\xE2\x82\xAC", u"\u20AC"},
-      {"four bytes", "\xF0\x9F\x98\x80", u"\U0001F600"},
-      {"largest", "\xF4\x8F\xBF\xBF", u"\U0010FFFF"},
-      {"lone continuation", "a\x80z", u"a\uFFFDz"},
-      {"two continuations", "\x80\xBF", u"\uFFFD\uFFFD"},
-      {"truncated 2 at end", "a\xC3", u"a\uFFFD"},
-      {"truncated 3 then ascii", "\xE2\x82z", u"\uFFFDz"},
-      {"truncated 4 of 3", "\xF0\x9F\x98", u"\uFFFD"},
-      {"overlong C0", "\xC0\xAF", u"\uFFFD\uFFFD"},
-      {"overlong E0", "\xE0\x80\xAF", u"\uFFFD\uFFFD\uFFFD"},
-      {"overlong F0", "\xF0\x8F\xBF\xBF", u"\uFFFD\uFFFD\uFFFD\uFFFD"},
-      {"surrogate ED A0", "\xED\xA0\x80", u"\uFFFD\uFFFD\uFFFD"},
-      {"above U+10FFFF", "\xF4\x90\x80\x80", u"\uFFFD\uFFFD\uFFFD\uFFFD"},
-      {"F5 lead", "\xF5\x80", u"\uFFFD\uFFFD"},
-      {"FF byte", "\xFF", u"\uFFFD"},
-      {"bad second byte is reread", "\xE2\x41", u"\uFFFDA"},
-      {"Unicode example", "\x61\xF1\x80\x80\xE1\x80\xC2\x62\x80\x63\x80\xBF\x64",
-       u"a\uFFFD\uFFFD\uFFFDb\uFFFDc\uFFFD\uFFFDd"},
-  };
-  for (auto const& c : cases) {
-    EXPECT_EQ(utf8_to_ustring(c.input), c.expected) << c.name;
+  for (auto const& row : qx::test::read_table("utf8_to_utf16.tsv")) {
+    EXPECT_EQ(utf8_to_ustring(row[1]), code_units(row[2])) << row[0];
   }
 }
 

@@ -6,10 +6,8 @@
 #include <unistd.h>
 #include <atomic>
 #include <map>
-#include <regex>
 #include <sstream>
 #include <thread>
-#include <vector>
 
 #include "install/cpputil/interrupt.hpp"
 #include "install/cpputil/logger.hpp"
@@ -21,25 +19,48 @@ namespace {
 namespace logger = install::cpputil::logger;
 namespace interrupt = install::cpputil::interrupt;
 
-// "(Nov 22, 2026 23:58:22) text" -> seconds since the epoch (local time) and text.
-bool split_entry(std::string const& line, std::time_t& when, std::string& text) {
-  std::tm tm{};
-  std::istringstream in(line);
-  in.imbue(std::locale::classic());
-  char open = 0;
-  char close = 0;
-  in >> open >> std::get_time(&tm, "%b %d, %Y %H:%M:%S") >> close;
-  if (!in || open != '(' || close != ')' || in.get() != ' ')
-    return false;
-  tm.tm_isdst = -1;
-  when = std::mktime(&tm);
-  std::getline(in, text);
-  return true;
+// The entry written as number `index` by writer `writer`; every 50th is longer than 8 KiB.
+std::string payload(int writer, int index) {
+  std::size_t const size = index % 50 == 0 ? 9000 : 32 + index % 64;
+  return "w" + std::to_string(writer) + " #" + std::to_string(index) + " " +
+         std::string(size, static_cast<char>('a' + writer));
 }
 
-std::string payload(int writer, int index) {
-  return "w" + std::to_string(writer) + " #" + std::to_string(index) + " " +
-         std::string(32 + (index % 64), static_cast<char>('a' + writer));
+// Checks that every entry of `files` is whole, that each writer's entries are in write order
+// (and all entries in time order, when one lock ordered them), and that every payload(w, i)
+// appears exactly once. Separate processes take their time stamps under separate locks.
+void expect_each_entry_once(std::vector<std::string> const& files, int writers, int entries,
+                            bool one_lock) {
+  std::map<std::pair<int, int>, int> seen;
+  for (auto const& file : files) {
+    std::istringstream lines(qx::test::read_file(file));
+    std::time_t previous = 0;
+    std::map<int, int> last_index;
+    for (std::string line; std::getline(lines, line);) {
+      std::tm tm{};
+      std::istringstream in(line);
+      in.imbue(std::locale::classic());
+      char open = 0, close = 0, blank = 0;
+      in >> open >> std::get_time(&tm, "%b %d, %Y %H:%M:%S") >> std::noskipws >> close >> blank;
+      ASSERT_TRUE(in && open == '(' && close == ')' && blank == ' ') << line.substr(0, 80);
+      tm.tm_isdst = -1;
+      if (one_lock) {
+        EXPECT_GE(std::mktime(&tm), previous) << "out of time order in " << file;
+      }
+      previous = std::mktime(&tm);
+      std::string text;
+      std::getline(in, text);
+      if (text.starts_with("Reset destination file log ")) continue;
+      int w = -1, i = -1;
+      ASSERT_EQ(std::sscanf(text.c_str(), "w%d #%d", &w, &i), 2) << text.substr(0, 80);
+      ASSERT_EQ(text, payload(w, i)) << "torn or interleaved entry in " << file;
+      EXPECT_GT(i, last_index.try_emplace(w, -1).first->second) << "reordered in " << file;
+      last_index[w] = i;
+      ++seen[{w, i}];
+    }
+  }
+  EXPECT_EQ(seen.size(), static_cast<std::size_t>(writers) * entries);
+  for (auto const& [entry, count] : seen) ASSERT_EQ(count, 1) << payload(entry.first, entry.second);
 }
 
 TEST(LoggerStress, ThreadsAppendWhileLoggersComeAndGo) {
@@ -47,106 +68,59 @@ TEST(LoggerStress, ThreadsAppendWhileLoggersComeAndGo) {
   constexpr int kEntries = 20000;
   qx::test::TempDir const dir;
   qx::test::ScopedEnv const tmpdir("TMPDIR", dir.path().c_str());
-  std::string const default_log = dir.file(
-      "quillford_" + install::platformutil::PlatformUtility().getPlatformUserName() + ".log");
-
   std::atomic<bool> stop{false};
-  std::vector<std::thread> helpers;
-  helpers.emplace_back([&] {  // cycles through file a, file b and no Logger (the default log)
-    for (int i = 0; !stop.load(); ++i) {
-      if (i % 3 == 2) {
-        std::this_thread::sleep_for(std::chrono::microseconds(200));
-        continue;
-      }
-      logger::Logger const log(dir.file(i % 3 == 0 ? "a.log" : "b.log"));
+  std::atomic<long> polls{0};
+  std::vector<std::thread> threads;
+  threads.emplace_back([&] {  // cycles through file a, file b and no Logger (the default log)
+    for (int i = 0; !stop; ++i) {
+      std::optional<logger::Logger> log;
+      if (i % 3 != 2) log.emplace(dir.file(i % 3 == 0 ? "a.log" : "b.log"));
       std::this_thread::sleep_for(std::chrono::microseconds(200));
     }
   });
-  helpers.emplace_back([&] {
-    while (!stop.load()) {
+  threads.emplace_back([&] {
+    while (!stop) {
       interrupt::set();
       interrupt::detail::unset();
     }
   });
-  std::atomic<long> polls{0};
-  helpers.emplace_back([&] {
-    while (!stop.load()) {
+  threads.emplace_back([&] {
+    for (; !stop; ++polls) {
       try {
         interrupt::throw_if_set("poll");
       } catch (interrupt::Exception const&) {
       }
-      polls.fetch_add(1, std::memory_order_relaxed);
     }
   });
-
   std::vector<std::thread> writers;
   for (int w = 0; w < kWriters; ++w) {
     writers.emplace_back([w] {
-      for (int i = 0; i < kEntries; ++i)
-        logger::append_message(payload(w, i));
+      for (int i = 0; i < kEntries; ++i) logger::append_message(payload(w, i));
     });
   }
-  for (auto& t : writers)
-    t.join();
+  for (auto& t : writers) t.join();
   stop = true;
-  for (auto& t : helpers)
-    t.join();
+  for (auto& t : threads) t.join();
   interrupt::detail::unset();
   EXPECT_GT(polls.load(), 0);
-
-  std::vector<std::vector<int>> seen(kWriters, std::vector<int>(kEntries, 0));
-  std::regex const shape(R"(w(\d) #(\d+) [a-h]+)");
-  long total = 0;
-  for (std::string const& file : {dir.file("a.log"), dir.file("b.log"), default_log}) {
-    std::istringstream lines(qx::test::read_file(file));
-    std::time_t previous = 0;
-    std::vector<int> last_index(kWriters, -1);
-    for (std::string line; std::getline(lines, line);) {
-      std::time_t when = 0;
-      std::string text;
-      ASSERT_TRUE(split_entry(line, when, text)) << file << ": " << line;
-      EXPECT_GE(when, previous) << "entries out of time order in " << file;
-      previous = when;
-      if (text.rfind("Reset destination file log ", 0) == 0)
-        continue;
-      std::smatch m;
-      ASSERT_TRUE(std::regex_match(text, m, shape)) << text;
-      int const w = std::stoi(m[1].str());
-      int const i = std::stoi(m[2].str());
-      ASSERT_EQ(text, payload(w, i)) << "torn entry in " << file;
-      EXPECT_GT(i, last_index[w]) << "one writer's entries out of order in " << file;
-      last_index[w] = i;
-      ++seen[w][i];
-      ++total;
-    }
-  }
-  EXPECT_EQ(total, static_cast<long>(kWriters) * kEntries);
-  for (int w = 0; w < kWriters; ++w) {
-    for (int i = 0; i < kEntries; ++i)
-      ASSERT_EQ(seen[w][i], 1) << payload(w, i);
-  }
+  std::string const user = install::platformutil::PlatformUtility().getPlatformUserName();
+  expect_each_entry_once(
+      {dir.file("a.log"), dir.file("b.log"), dir.file("quillford_" + user + ".log")}, kWriters,
+      kEntries, true);
 }
 
 TEST(LoggerProcesses, EntriesFromSeveralProcessesNeverInterleave) {
   constexpr int kProcesses = 4;
   constexpr int kEntries = 10000;
   qx::test::TempDir const dir;
-  std::string const log = dir.file("shared.log");
-  auto const entry = [](int p, int i) {
-    // Every 50th entry is longer than 8 KiB, beyond any stdio-sized buffer.
-    std::size_t const size = i % 50 == 0 ? 9000 + p : 40;
-    return "p" + std::to_string(p) + " #" + std::to_string(i) + " " +
-           std::string(size, static_cast<char>('A' + p));
-  };
   std::vector<pid_t> children;
   for (int p = 0; p < kProcesses; ++p) {
     pid_t const pid = fork();
     ASSERT_GE(pid, 0);
     if (pid == 0) {
       {
-        logger::Logger const destination(log);
-        for (int i = 0; i < kEntries; ++i)
-          logger::append_message(entry(p, i));
+        logger::Logger const destination(dir.file("shared.log"));
+        for (int i = 0; i < kEntries; ++i) logger::append_message(payload(p, i));
       }
       _exit(0);
     }
@@ -157,19 +131,7 @@ TEST(LoggerProcesses, EntriesFromSeveralProcessesNeverInterleave) {
     ASSERT_EQ(waitpid(pid, &status, 0), pid);
     ASSERT_TRUE(WIFEXITED(status) && WEXITSTATUS(status) == 0);
   }
-  std::map<std::string, int> seen;
-  std::istringstream lines(qx::test::read_file(log));
-  std::regex const shape(R"(p(\d) #(\d+) [A-D]+)");
-  for (std::string line; std::getline(lines, line);) {
-    std::time_t when = 0;
-    std::string text;
-    ASSERT_TRUE(split_entry(line, when, text)) << line.substr(0, 80);
-    std::smatch m;
-    ASSERT_TRUE(std::regex_match(text, m, shape)) << text.substr(0, 80);
-    ASSERT_EQ(text, entry(std::stoi(m[1].str()), std::stoi(m[2].str()))) << "interleaved entry";
-    ++seen[text.substr(0, text.find(' ', 4))];
-  }
-  EXPECT_EQ(seen.size(), static_cast<std::size_t>(kProcesses * kEntries));
+  expect_each_entry_once({dir.file("shared.log")}, kProcesses, kEntries, false);
 }
 
 }  // namespace
