@@ -38,8 +38,7 @@ void say(std::string const& text) {
 
 [[nodiscard]] std::string join(std::vector<ustring> const& names) {
   std::string text;
-  for (ustring const& name : names)
-    text += (text.empty() ? "" : ", ") + ustring_to_utf8(name);
+  for (ustring const& name : names) text += (text.empty() ? "" : ", ") + ustring_to_utf8(name);
   return text;
 }
 
@@ -54,8 +53,7 @@ void say(std::string const& text) {
 /// file's, and keys are lower-cased to match the input file's keys.
 [[nodiscard]] std::map<std::string, std::string> read_rules(std::filesystem::path const& path) {
   std::ifstream in(path);
-  if (!in)
-    throw std::runtime_error(path.string() + ": cannot be read");
+  if (!in) throw std::runtime_error(path.string() + ": cannot be read");
   cpputil::InputFileParser const text;
   std::map<std::string, std::string> rules;
   for (std::string line; std::getline(in, line);) {
@@ -75,8 +73,7 @@ int copy_files(int total, std::latch& started, std::string& stop_reason) {
     for (; copied < total; ++copied) {
       interrupt::throw_if_set("copying files");
       std::this_thread::sleep_for(std::chrono::milliseconds(2));
-      if (copied == 2)
-        started.count_down();  // a few files are done: the user may cancel now
+      if (copied == 2) started.count_down();  // a few files are done: the user may cancel now
     }
   } catch (interrupt::Exception const& cancelled) {
     stop_reason = cancelled.what();
@@ -88,8 +85,7 @@ int copy_files(int total, std::latch& started, std::string& stop_reason) {
 
 void print_map(cpputil::PropertyMap const& map) {
   std::size_t width = 0;
-  for (auto const& entry : map)
-    width = std::max(width, ustring_to_utf8(entry.first).size());
+  for (auto const& entry : map) width = std::max(width, ustring_to_utf8(entry.first).size());
   for (auto const& [key, value] : map) {
     std::string const name = ustring_to_utf8(key);
     std::cout << "   " << name << std::string(width - name.size(), ' ') << " = ";
@@ -133,8 +129,7 @@ int walk(std::filesystem::path const& input, std::filesystem::path const& rules_
     cpputil::validate_args(arguments, rules);  // throws on the first failure
     logger::append_message("All answers are valid");
     std::size_t checked = 0;
-    for (auto const& entry : arguments)
-      checked += rules.count(entry.first);
+    for (auto const& entry : arguments) checked += rules.count(entry.first);
     say("validate_args() checked the " + std::to_string(checked) + " of " +
         std::to_string(arguments.size()) + " answers that have a rule: all pass.");
     say("Wrong answers throw; a failed file rule also writes two lines to the log:");

@@ -17,8 +17,7 @@ using fl::i18n::utf8_to_ustring;
 ustring code_units(std::string const& hex) {
   ustring out;
   std::istringstream in(hex);
-  for (unsigned unit = 0; in >> std::hex >> unit;)
-    out.push_back(static_cast<char16_t>(unit));
+  for (unsigned unit = 0; in >> std::hex >> unit;) out.push_back(static_cast<char16_t>(unit));
   return out;
 }
 
@@ -52,8 +51,7 @@ TEST(Utf8RoundTrip, EveryScalarValue) {
   std::string utf8;
   ustring utf16;
   for (char32_t cp = 0; cp <= 0x10FFFF; ++cp) {
-    if (cp >= 0xD800 && cp <= 0xDFFF)
-      continue;
+    if (cp >= 0xD800 && cp <= 0xDFFF) continue;
     if (cp < 0x10000) {
       utf16.push_back(static_cast<char16_t>(cp));
     } else {
@@ -71,8 +69,7 @@ TEST(Utf8RoundTrip, RandomBytesAreSanitisedOnce) {
   std::mt19937 rng(7);
   for (int i = 0; i < 2000; ++i) {
     std::string bytes(rng() % 24, '\0');
-    for (auto& b : bytes)
-      b = static_cast<char>(rng() % 256);
+    for (auto& b : bytes) b = static_cast<char>(rng() % 256);
     std::string const once = ustring_to_utf8(utf8_to_ustring(bytes));
     EXPECT_EQ(ustring_to_utf8(utf8_to_ustring(once)), once);
   }

@@ -51,12 +51,10 @@ class CommandError : public std::runtime_error {
 void require_readable_file(std::string const& path) {
   std::error_code error;
   auto const status = std::filesystem::status(path, error);
-  if (!std::filesystem::exists(status))
-    throw CommandError(path + ": no such file", exit_usage);
+  if (!std::filesystem::exists(status)) throw CommandError(path + ": no such file", exit_usage);
   if (std::filesystem::is_directory(status))
     throw CommandError(path + ": is a folder, not a file", exit_usage);
-  if (!std::ifstream(path).is_open())
-    throw CommandError(path + ": cannot be read", exit_usage);
+  if (!std::ifstream(path).is_open()) throw CommandError(path + ": cannot be read", exit_usage);
 }
 
 [[nodiscard]] cpputil::PropertyMap parse_input_file(std::string const& path) {
@@ -70,8 +68,7 @@ void require_readable_file(std::string const& path) {
 
 /// Points the installation log at `path` for the command's lifetime when a path is given.
 [[nodiscard]] std::optional<logger::Logger> open_log(std::string const& path) {
-  if (path.empty())
-    return std::nullopt;
+  if (path.empty()) return std::nullopt;
   try {
     return std::optional<logger::Logger>(std::in_place, path);
   } catch (std::runtime_error const& error) {
@@ -117,8 +114,7 @@ void print_json(cpputil::PropertyMap const& map) {
   std::string line;
   for (int number = 1; std::getline(in, line); ++number) {
     line = text.trim(line);
-    if (!shouldAppend(line))
-      continue;
+    if (!shouldAppend(line)) continue;
     auto const equals = line.find('=');
     std::string const key = equals == std::string::npos
                                 ? ""
@@ -167,8 +163,7 @@ int run_check(Options const& options) {
     return exit_failed;
   }
   std::size_t checked = 0;
-  for (auto const& entry : arguments)
-    checked += rules.count(entry.first);
+  for (auto const& entry : arguments) checked += rules.count(entry.first);
   std::cout << "ok: " << checked << " of " << arguments.size() << " values checked\n";
   return exit_ok;
 }
@@ -194,11 +189,9 @@ int run_version_compare(Options const& options) {
 int run_sort_products(Options const& options) {
   std::vector<ustring> products;
   products.reserve(options.words.size());
-  for (std::string const& name : options.words)
-    products.push_back(utf8_to_ustring(name));
+  for (std::string const& name : options.words) products.push_back(utf8_to_ustring(name));
   cpputil::sortProductsInKESTRAbeticalOrder(products);
-  for (ustring const& name : products)
-    std::cout << ustring_to_utf8(name) << '\n';
+  for (ustring const& name : products) std::cout << ustring_to_utf8(name) << '\n';
   return exit_ok;
 }
 
@@ -238,8 +231,7 @@ int run_sandbox(Options const& options) {
 int run_log(Options const& options) {
   auto const log = open_log(options.log);
   std::string message;
-  for (std::string const& word : options.words)
-    message += (message.empty() ? "" : " ") + word;
+  for (std::string const& word : options.words) message += (message.empty() ? "" : " ") + word;
   logger::append_message(message);
   return exit_ok;
 }
@@ -332,8 +324,7 @@ int main(int argc, char** argv) {
   try {
     app.parse(argc, argv);
   } catch (CLI::ParseError const& error) {
-    if (error.get_exit_code() == static_cast<int>(CLI::ExitCodes::Success))
-      return app.exit(error);
+    if (error.get_exit_code() == static_cast<int>(CLI::ExitCodes::Success)) return app.exit(error);
     if (app.get_subcommands().empty() && argc > 1 && argv[1][0] != '-') {
       std::cerr << "qxinstall: unknown command " << in_quotes(argv[1])
                 << " (see qxinstall --help)\n";
@@ -350,8 +341,7 @@ int main(int argc, char** argv) {
   std::string const name = command_name(app);
   try {
     for (Command const& command : commands) {
-      if (command.app->parsed())
-        return command.run(options);
+      if (command.app->parsed()) return command.run(options);
     }
   } catch (CommandError const& error) {
     std::cerr << name << ": " << error.what() << '\n';

@@ -17,8 +17,7 @@ class level_registry {
   std::atomic<unsigned>* mask_for(std::string const& name) {
     std::lock_guard lock(mutex_);
     auto& slot = masks_[name];
-    if (!slot)
-      slot = std::make_unique<std::atomic<unsigned>>(0U);
+    if (!slot) slot = std::make_unique<std::atomic<unsigned>>(0U);
     return slot.get();
   }
 

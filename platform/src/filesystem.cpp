@@ -33,8 +33,7 @@ install_path_override& install_override() {
 }  // namespace
 
 bool exists(basic_path const& path) {
-  if (path.empty())
-    return false;
+  if (path.empty()) return false;
   return std::filesystem::exists(to_std_path(path.string()));
 }
 
@@ -44,13 +43,11 @@ bool create_directories(basic_path const& path) {
 
 ustring temp_directory_name() {
   char const* tmpdir = std::getenv("TMPDIR");
-  if (tmpdir != nullptr && *tmpdir != '\0')
-    return i18n::utf8_to_ustring(tmpdir);
+  if (tmpdir != nullptr && *tmpdir != '\0') return i18n::utf8_to_ustring(tmpdir);
 #ifdef __APPLE__
   char buffer[PATH_MAX];
   std::size_t const n = confstr(_CS_DARWIN_USER_TEMP_DIR, buffer, sizeof buffer);
-  if (n > 0 && n <= sizeof buffer)
-    return i18n::utf8_to_ustring(buffer);
+  if (n > 0 && n <= sizeof buffer) return i18n::utf8_to_ustring(buffer);
 #endif
   return u"/tmp";
 }
@@ -59,8 +56,7 @@ ustring get_install_path() {
   {
     auto& state = install_override();
     std::lock_guard lock(state.mutex);
-    if (!state.path.empty())
-      return state.path;
+    if (!state.path.empty()) return state.path;
   }
   Dl_info info{};
   if (dladdr(reinterpret_cast<void const*>(&get_install_path), &info) == 0 ||
@@ -88,10 +84,8 @@ ustring extract_parent_path(ustring const& text) {
 }
 
 ustring concatenate_pathname(ustring const& base, ustring const& name, bool /*normalize*/) {
-  if (base.empty())
-    return name;
-  if (base.back() == u'/')
-    return base + name;
+  if (base.empty()) return name;
+  if (base.back() == u'/') return base + name;
   return base + u'/' + name;
 }
 
@@ -102,11 +96,9 @@ std::string make_native_access_form_i18n(basic_path const& path) {
 std::string make_native_access_form_with_cleanup_i18n(basic_path const& path) {
   std::filesystem::path cleaned;
   for (auto const& part : to_std_path(path.string())) {
-    if (part != ".")
-      cleaned /= part;
+    if (part != ".") cleaned /= part;
   }
-  if (cleaned.empty() && !path.empty())
-    return ".";
+  if (cleaned.empty() && !path.empty()) return ".";
   return cleaned.string();
 }
 
@@ -144,11 +136,9 @@ class basic_ofstream<char>::buffer : public std::streambuf {
   }
 
   int sync() override {
-    if (pending_.empty())
-      return 0;
+    if (pending_.empty()) return 0;
     bool const ok = fd >= 0 && posix::write_all(fd, pending_.data(), pending_.size());
-    if (!ok)
-      error = fd >= 0 ? errno : EBADF;
+    if (!ok) error = fd >= 0 ? errno : EBADF;
     pending_.clear();
     return ok ? 0 : -1;
   }
@@ -167,8 +157,7 @@ basic_ofstream<char>::basic_ofstream(basic_path const& path, std::ios::openmode 
   } else if ((mode & std::ios::in) == 0 || (mode & std::ios::trunc) != 0) {
     flags |= O_TRUNC;
   }
-  if (options.private_file)
-    flags |= O_NOFOLLOW;
+  if (options.private_file) flags |= O_NOFOLLOW;
   std::string const name = detail::make_native_access_form_i18n(path);
   if (name.empty()) {
     buf_->error = ENOENT;
@@ -207,8 +196,7 @@ bool basic_ofstream<char>::is_open() const noexcept {
 }
 
 void basic_ofstream<char>::close() {
-  if (buf_->close_file() != 0)
-    setstate(std::ios::failbit);
+  if (buf_->close_file() != 0) setstate(std::ios::failbit);
 }
 
 int basic_ofstream<char>::last_error() const noexcept {

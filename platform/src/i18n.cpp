@@ -70,17 +70,13 @@ void append_utf16(ustring& out, std::string_view utf8) {
     } else if (lead >= 0xE0 && lead <= 0xEF) {
       trail = 2;
       cp = lead & 0x0F;
-      if (lead == 0xE0)
-        lo = 0xA0;
-      if (lead == 0xED)
-        hi = 0x9F;
+      if (lead == 0xE0) lo = 0xA0;
+      if (lead == 0xED) hi = 0x9F;
     } else if (lead >= 0xF0 && lead <= 0xF4) {
       trail = 3;
       cp = lead & 0x07;
-      if (lead == 0xF0)
-        lo = 0x90;
-      if (lead == 0xF4)
-        hi = 0x8F;
+      if (lead == 0xF0) lo = 0x90;
+      if (lead == 0xF4) hi = 0x8F;
     } else {
       out.push_back(kReplacement);
       ++p;
@@ -146,8 +142,7 @@ ustring utf8_to_ustring(std::string const& utf8) {
 
 ustring utf8_to_ustring(char const* utf8) {
   ustring out;
-  if (utf8 != nullptr)
-    append_utf16(out, utf8);
+  if (utf8 != nullptr) append_utf16(out, utf8);
   return out;
 }
 

@@ -27,13 +27,10 @@ bool is_well_formed_utf8(std::string const& text) {
 void check_raw_text(std::string const& text) {
   for (char const ch : text) {
     auto const c = static_cast<unsigned char>(ch);
-    if (c == '\\')
-      reject("backslash");
-    if (is_control_or_space(c))
-      reject("control character or space");
+    if (c == '\\') reject("backslash");
+    if (is_control_or_space(c)) reject("control character or space");
   }
-  if (!is_well_formed_utf8(text))
-    reject("ill-formed UTF-8");
+  if (!is_well_formed_utf8(text)) reject("ill-formed UTF-8");
 }
 
 // RFC 3987 section 3.1: each byte of a non-ASCII character becomes a percent-escape.
@@ -64,24 +61,19 @@ void check_decoded_host(std::string const& host) {
       reject("forbidden character in host");
     }
   }
-  if (!is_well_formed_utf8(host))
-    reject("ill-formed UTF-8 in host");
+  if (!is_well_formed_utf8(host)) reject("ill-formed UTF-8 in host");
 }
 
 // RFC 3986 has the path after an authority start with '/' (or be empty); Boost.URL 1.81 ends
 // the authority early instead, so "https://a.com:x@b.com/" or "https://a.com:evil.com" would
 // report a host that no browser reaches. Browsers also refuse ports above 65535.
 void check_authority(boost::urls::url_view const& view) {
-  if (!view.has_authority())
-    return;
+  if (!view.has_authority()) return;
   std::string_view const path = view.encoded_path();
-  if (!path.empty() && path.front() != '/')
-    reject("authority not ended by '/', '?' or '#'");
+  if (!path.empty() && path.front() != '/') reject("authority not ended by '/', '?' or '#'");
   std::string_view port = view.port();
-  while (port.size() > 1 && port.front() == '0')
-    port.remove_prefix(1);
-  if (port.size() > 5 || (port.size() == 5 && port > "65535"))
-    reject("port out of range");
+  while (port.size() > 1 && port.front() == '0') port.remove_prefix(1);
+  if (port.size() > 5 || (port.size() == 5 && port > "65535")) reject("port out of range");
 }
 
 }  // namespace
@@ -90,8 +82,7 @@ IRI::IRI(std::string const& text) {
   check_raw_text(text);
   std::string const uri = map_to_uri(text);
   auto const parsed = boost::urls::parse_uri_reference(uri);
-  if (!parsed)
-    reject(parsed.error().message());
+  if (!parsed) reject(parsed.error().message());
   boost::urls::url_view const& view = *parsed;
   check_authority(view);
 

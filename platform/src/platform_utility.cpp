@@ -36,14 +36,12 @@ std::string PlatformUtility::getPlatformUserName() const {
     return found->pw_name;
   }
   char const* user = std::getenv("USER");
-  if (user != nullptr && *user != '\0')
-    return user;
+  if (user != nullptr && *user != '\0') return user;
   return "unknown";
 }
 
 std::string PlatformUtility::getPlatformCurrentTime(std::string const& format) const {
-  if (format.empty())
-    return {};
+  if (format.empty()) return {};
   std::time_t const now = std::time(nullptr);
   std::tm local{};
   localtime_r(&now, &local);

@@ -46,8 +46,7 @@ bool write_all(int fd, void const* data, std::size_t size) noexcept {
   while (size > 0) {
     ssize_t const n = calls.write(fd, p, size);
     if (n < 0) {
-      if (errno == EINTR)
-        continue;
+      if (errno == EINTR) continue;
       return false;
     }
     if (n == 0) {  // no progress and no error: give up rather than spin

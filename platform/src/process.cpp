@@ -85,15 +85,12 @@ sigset_t signals_to_default() {
 
 int configure(posix_spawnattr_t* attributes, bool detached) {
   short flags = POSIX_SPAWN_SETSIGMASK | POSIX_SPAWN_SETSIGDEF;
-  if (detached)
-    flags |= POSIX_SPAWN_SETSID;
+  if (detached) flags |= POSIX_SPAWN_SETSID;
   sigset_t none;
   sigemptyset(&none);
   sigset_t const defaults = signals_to_default();
-  if (int const rc = posix_spawnattr_setflags(attributes, flags); rc != 0)
-    return rc;
-  if (int const rc = posix_spawnattr_setsigmask(attributes, &none); rc != 0)
-    return rc;
+  if (int const rc = posix_spawnattr_setflags(attributes, flags); rc != 0) return rc;
+  if (int const rc = posix_spawnattr_setsigmask(attributes, &none); rc != 0) return rc;
   return posix_spawnattr_setsigdefault(attributes, &defaults);
 }
 
@@ -123,14 +120,12 @@ command::command(std::string program, std::vector<std::string> arguments)
 
 process::process(command const& cmd, context const& ctx) : program_(cmd.program()) {
   // A NUL byte would silently cut an argument short; refuse rather than pass something else.
-  if (holds_nul(program_))
-    fail(EINVAL, "cannot start", program_);
+  if (holds_nul(program_)) fail(EINVAL, "cannot start", program_);
   std::vector<char*> argv;
   argv.reserve(cmd.arguments().size() + 2);
   argv.push_back(const_cast<char*>(program_.c_str()));
   for (auto const& argument : cmd.arguments()) {
-    if (holds_nul(argument))
-      fail(EINVAL, "cannot start", program_);
+    if (holds_nul(argument)) fail(EINVAL, "cannot start", program_);
     argv.push_back(const_cast<char*>(argument.c_str()));  // posix_spawn does not write to it
   }
   argv.push_back(nullptr);
@@ -138,10 +133,8 @@ process::process(command const& cmd, context const& ctx) : program_(cmd.program(
   file_actions actions(program_);
   spawn_attributes attributes(program_);
   int rc = redirect(actions.get(), STDOUT_FILENO, ctx.std_out());
-  if (rc == 0)
-    rc = redirect(actions.get(), STDERR_FILENO, ctx.std_err());
-  if (rc == 0)
-    rc = configure(attributes.get(), ctx.detached_process());
+  if (rc == 0) rc = redirect(actions.get(), STDERR_FILENO, ctx.std_err());
+  if (rc == 0) rc = configure(attributes.get(), ctx.detached_process());
   if (rc == 0) {
     rc = posix_spawn(&pid_, program_.c_str(), actions.get(), attributes.get(), argv.data(),
                      current_environment());
@@ -176,8 +169,7 @@ process& process::operator=(process&& other) noexcept {
 }
 
 int process::exit_status() {
-  if (pid_ < 0)
-    throw std::logic_error("process: no child to wait for");
+  if (pid_ < 0) throw std::logic_error("process: no child to wait for");
   if (!waited_) {
     int raw = 0;
     pid_t rc = 0;
@@ -195,14 +187,12 @@ int process::exit_status() {
       status_ = raw;
     }
   }
-  if (wait_error_ != 0)
-    fail(wait_error_, "cannot wait for", program_);
+  if (wait_error_ != 0) fail(wait_error_, "cannot wait for", program_);
   return status_;
 }
 
 void process::reap_quietly() noexcept {
-  if (pid_ < 0 || waited_)
-    return;
+  if (pid_ < 0 || waited_) return;
   int raw = 0;
   while (waitpid(pid_, &raw, 0) < 0 && errno == EINTR) {
   }

@@ -43,22 +43,17 @@ std::optional<system_locale> parse(std::string_view value) {
   std::string_view const region =
       underscore == std::string_view::npos ? std::string_view() : value.substr(underscore + 1);
 
-  if (language == "C" || language == "POSIX")
-    return default_locale();
-  if (language.empty() || language.size() > max_part_length)
-    return std::nullopt;
-  if (region.size() > max_part_length)
-    return std::nullopt;
+  if (language == "C" || language == "POSIX") return default_locale();
+  if (language.empty() || language.size() > max_part_length) return std::nullopt;
+  if (region.size() > max_part_length) return std::nullopt;
   std::string lang;
   for (char const c : language) {
-    if (!is_ascii_letter(c))
-      return std::nullopt;
+    if (!is_ascii_letter(c)) return std::nullopt;
     lang.push_back(ascii_lower(c));
   }
   std::string reg;
   for (char const c : region) {  // letters, or digits as in es_419
-    if (!is_ascii_letter(c) && !is_ascii_digit(c))
-      return std::nullopt;
+    if (!is_ascii_letter(c) && !is_ascii_digit(c)) return std::nullopt;
     reg.push_back(ascii_upper(c));
   }
   return system_locale(std::move(lang), std::move(reg));
@@ -79,13 +74,11 @@ std::string copy_utf8(CFLocaleRef locale, CFStringRef key) {
 // without any of the variables.
 std::optional<system_locale> user_preference() {
   CFLocaleRef const locale = CFLocaleCopyCurrent();
-  if (locale == nullptr)
-    return std::nullopt;
+  if (locale == nullptr) return std::nullopt;
   std::string language = copy_utf8(locale, kCFLocaleLanguageCode);
   std::string region = copy_utf8(locale, kCFLocaleCountryCode);
   CFRelease(locale);
-  if (language.empty())
-    return std::nullopt;
+  if (language.empty()) return std::nullopt;
   return system_locale(std::move(language), std::move(region));
 }
 #endif
@@ -110,12 +103,10 @@ system_locale system_locale::get_locale(category cat) {
   // The first variable that is set and non-empty decides, as for setlocale(cat, "").
   for (char const* name : {"LC_ALL", specific, "LANG"}) {
     char const* value = std::getenv(name);
-    if (value != nullptr && *value != '\0')
-      return parse(value).value_or(default_locale());
+    if (value != nullptr && *value != '\0') return parse(value).value_or(default_locale());
   }
 #ifdef __APPLE__
-  if (auto preference = user_preference())
-    return *std::move(preference);
+  if (auto preference = user_preference()) return *std::move(preference);
 #endif
   return default_locale();
 }

@@ -25,16 +25,14 @@ constexpr int no_status = std::numeric_limits<int>::max();
 
 bool is_allowed_document(std::string_view path) {
   std::size_t const dot = path.rfind('.');
-  if (dot == std::string_view::npos)
-    return false;
+  if (dot == std::string_view::npos) return false;
   std::string_view const extension = path.substr(dot);
   return extension == ".txt" || extension == ".pdf";
 }
 
 // The domain itself or a subdomain; ".quillford.com" alone has an empty label and is refused.
 bool is_allowed_host(std::string_view host) {
-  if (host == allowed_domain)
-    return true;
+  if (host == allowed_domain) return true;
   return host.size() >= allowed_domain.size() + 2 && host.ends_with(allowed_domain) &&
          host[host.size() - allowed_domain.size() - 1] == '.';
 }
@@ -51,25 +49,20 @@ void log_quietly(ustring const& message) noexcept {
 URLOpener::~URLOpener() = default;
 
 bool URLOpener::isAllowedUrl(std::string const& url) {
-  if (url.empty())
-    return false;
+  if (url.empty()) return false;
   try {
     IRI const iri(url);
-    if (!iri.hasScheme())
-      return false;
+    if (!iri.hasScheme()) return false;
     // Credentials in front of the host only serve to disguise where a link leads.
-    if (iri.hasUserInfo())
-      return false;
+    if (iri.hasUserInfo()) return false;
     std::string const scheme = iri.getSchemeUtf8();
     if (scheme == "file") {
       // A file URL naming another machine would have the opener reach out over the network.
       std::string const host = iri.getHostUtf8(Encoding::decoded);
-      if (!host.empty() && host != "localhost")
-        return false;
+      if (!host.empty() && host != "localhost") return false;
       return is_allowed_document(iri.getPathUtf8(Encoding::decoded));
     }
-    if (scheme == "https")
-      return is_allowed_host(iri.getHostUtf8(Encoding::decoded));
+    if (scheme == "https") return is_allowed_host(iri.getHostUtf8(Encoding::decoded));
     return false;
   } catch (...) {
     return false;
@@ -90,8 +83,7 @@ bool URLOpener::openUrl(ustring const& url) const {
   } catch (...) {
     status = no_status;
   }
-  if (status == 0)
-    return true;
+  if (status == 0) return true;
 
   try {
     std::string message = "Unable to open ";

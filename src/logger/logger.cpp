@@ -87,11 +87,9 @@ Logger::Logger(basic_path const& requested) {
   if (!parent.empty()) {
     basic_path const folder = path_from_text(parent);
     try {
-      if (!fl::filesystem::exists(folder))
-        fl::filesystem::create_directories(folder);
+      if (!fl::filesystem::exists(folder)) fl::filesystem::create_directories(folder);
     } catch (...) {
-      if (has_destination())
-        append_message(unable_to_create_folder_message + parent);
+      if (has_destination()) append_message(unable_to_create_folder_message + parent);
       fail_construction("Install Logger: Cannot create directory " + quoted_utf8(parent));
     }
   }
@@ -99,8 +97,7 @@ Logger::Logger(basic_path const& requested) {
   // Opening proves that the file can be created; it is closed again when the constructor ends.
   fl::filesystem::basic_ofstream<char> probe(ofile, std::ios::out | std::ios::app);
   if (!probe.is_open()) {
-    if (has_destination())
-      append_message(unable_to_create_file_message + ofile.string());
+    if (has_destination()) append_message(unable_to_create_file_message + ofile.string());
     fail_construction("Install Logger: Cannot open file " + quoted_utf8(ofile.string()));
   }
 
@@ -147,8 +144,7 @@ void forget_last_destination() {
 
 void append_message(ustring const& message) {
   FL_TRACE(trace_channel, info_level, " msg=", message);
-  if (message.empty())
-    return;
+  if (message.empty()) return;
 
   std::unique_lock lock(log_mutex);
   // "(" time ") " message, built in UTF-8 directly: the time text is ASCII, so this is the
@@ -206,8 +202,7 @@ void append_file(ustring const& file) {
   std::string entry = "Content of the file " + name + "\n";
   fl::filesystem::basic_ifstream<char> input(
       fl::filesystem::detail::make_native_access_form_with_cleanup_i18n(path));
-  if (!input.is_open())
-    throw std::runtime_error("append_file: Cannot open file.");
+  if (!input.is_open()) throw std::runtime_error("append_file: Cannot open file.");
   std::string line;
   while (std::getline(input, line)) {
     entry += line;

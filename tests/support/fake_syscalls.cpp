@@ -8,8 +8,7 @@ namespace {
 FakeSyscalls* active = nullptr;
 
 int take(std::deque<int>& queue) {
-  if (queue.empty())
-    return 0;
+  if (queue.empty()) return 0;
   int const error = queue.front();
   queue.pop_front();
   return error;

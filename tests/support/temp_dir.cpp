@@ -9,8 +9,7 @@ namespace qx::test {
 
 TempDir::TempDir() {
   std::string pattern = (std::filesystem::temp_directory_path() / "qxtest-XXXXXX").string();
-  if (mkdtemp(pattern.data()) == nullptr)
-    throw std::runtime_error("mkdtemp failed");
+  if (mkdtemp(pattern.data()) == nullptr) throw std::runtime_error("mkdtemp failed");
   path_ = pattern;
 }
 
@@ -24,8 +23,7 @@ TempDir::~TempDir() {
 void write_file(std::filesystem::path const& path, std::string const& content) {
   std::ofstream out(path, std::ios::binary | std::ios::trunc);
   out << content;
-  if (!out.flush())
-    throw std::runtime_error("cannot write " + path.string());
+  if (!out.flush()) throw std::runtime_error("cannot write " + path.string());
 }
 
 std::string read_file(std::filesystem::path const& path) {
