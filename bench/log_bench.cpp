@@ -75,18 +75,24 @@ std::string entry_bytes() {
   return entry;
 }
 
+// One entry the way the physical limit writes it: open, one write, close.
+bool raw_append(char const* path, std::string const& entry) {
+  int const fd = ::open(path, O_WRONLY | O_APPEND | O_CREAT, 0644);
+  if (fd < 0) return false;
+  ssize_t const written = ::write(fd, entry.data(), entry.size());
+  benchmark::DoNotOptimize(written);
+  ::close(fd);
+  return true;
+}
+
 void BM_RawOpenWriteClose(benchmark::State& state) {
   std::string const entry = entry_bytes();
   char const* const path = raw_file().c_str();
   for (auto _ : state) {
-    int const fd = ::open(path, O_WRONLY | O_APPEND | O_CREAT, 0644);
-    if (fd < 0) {
+    if (!raw_append(path, entry)) {
       state.SkipWithError("cannot open the raw log file");
       break;
     }
-    ssize_t const written = ::write(fd, entry.data(), entry.size());
-    benchmark::DoNotOptimize(written);
-    ::close(fd);
   }
 }
 BENCHMARK(BM_RawOpenWriteClose)->Setup(start_raw);
@@ -101,14 +107,10 @@ void BM_RawOpenWriteCloseLocked(benchmark::State& state) {
   char const* const path = raw_file().c_str();
   for (auto _ : state) {
     std::lock_guard const lock(raw_mutex);
-    int const fd = ::open(path, O_WRONLY | O_APPEND | O_CREAT, 0644);
-    if (fd < 0) {
+    if (!raw_append(path, entry)) {
       state.SkipWithError("cannot open the raw log file");
       break;
     }
-    ssize_t const written = ::write(fd, entry.data(), entry.size());
-    benchmark::DoNotOptimize(written);
-    ::close(fd);
   }
 }
 BENCHMARK(BM_RawOpenWriteCloseLocked)->Setup(start_raw)->Threads(4)->UseRealTime();
