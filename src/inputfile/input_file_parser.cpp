@@ -74,11 +74,17 @@ ustring value_after(std::string_view line, std::size_t separator, char mark) {
   return start == std::string_view::npos ? ustring() : to_ustring(trim_view(line.substr(start)));
 }
 
+// Whether `line` holds `key` directly followed by '.', found without building that text.
+bool holds_key_then_dot(std::string_view line, std::string_view key) {
+  for (auto at = line.find(key); at != std::string_view::npos; at = line.find(key, at + 1)) {
+    if (at + key.size() < line.size() && line[at + key.size()] == '.') return true;
+  }
+  return false;
+}
+
 bool is_list_line(std::string_view line) {
-  return std::any_of(multiValueKeys.begin(), multiValueKeys.end(), [line](std::string const& key) {
-    std::string const marker = key + '.';
-    return line.find(marker) != std::string_view::npos;
-  });
+  return std::any_of(multiValueKeys.begin(), multiValueKeys.end(),
+                     [line](std::string const& key) { return holds_key_then_dot(line, key); });
 }
 
 // A key converted from UTF-8 names a list key exactly when its UTF-8 form does.
