@@ -31,38 +31,27 @@ char** current_environment() {
   throw std::system_error(error, std::generic_category(), what + " \"" + program + "\"");
 }
 
-// RAII owners of the two posix_spawn helper objects.
-class file_actions {
+// Owns one posix_spawn helper object (file actions or attributes): made by Init, released
+// by Destroy; a failed init is reported as a failure to start `program`.
+template <class Object, int (*Init)(Object*), int (*Destroy)(Object*)>
+class spawn_object {
  public:
-  explicit file_actions(std::string const& program) {
-    if (int const rc = posix_spawn_file_actions_init(&actions_); rc != 0) {
-      fail(rc, "cannot start", program);
-    }
+  explicit spawn_object(std::string const& program) {
+    if (int const rc = Init(&object_); rc != 0) fail(rc, "cannot start", program);
   }
-  ~file_actions() { posix_spawn_file_actions_destroy(&actions_); }
-  file_actions(file_actions const&) = delete;
-  file_actions& operator=(file_actions const&) = delete;
-  posix_spawn_file_actions_t* get() noexcept { return &actions_; }
+  ~spawn_object() { Destroy(&object_); }
+  spawn_object(spawn_object const&) = delete;
+  spawn_object& operator=(spawn_object const&) = delete;
+  Object* get() noexcept { return &object_; }
 
  private:
-  posix_spawn_file_actions_t actions_{};
+  Object object_{};
 };
 
-class spawn_attributes {
- public:
-  explicit spawn_attributes(std::string const& program) {
-    if (int const rc = posix_spawnattr_init(&attributes_); rc != 0) {
-      fail(rc, "cannot start", program);
-    }
-  }
-  ~spawn_attributes() { posix_spawnattr_destroy(&attributes_); }
-  spawn_attributes(spawn_attributes const&) = delete;
-  spawn_attributes& operator=(spawn_attributes const&) = delete;
-  posix_spawnattr_t* get() noexcept { return &attributes_; }
-
- private:
-  posix_spawnattr_t attributes_{};
-};
+using file_actions = spawn_object<posix_spawn_file_actions_t, posix_spawn_file_actions_init,
+                                  posix_spawn_file_actions_destroy>;
+using spawn_attributes =
+    spawn_object<posix_spawnattr_t, posix_spawnattr_init, posix_spawnattr_destroy>;
 
 int redirect(posix_spawn_file_actions_t* actions, int fd, redirection const& target) {
   if (boost::get<discard>(&target) != nullptr) {
