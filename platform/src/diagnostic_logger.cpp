@@ -39,9 +39,7 @@ struct basic_diagnostic_logger<char>::impl {
 };
 
 basic_diagnostic_logger<char>::basic_diagnostic_logger(std::string name)
-    : mask_(registry().mask_for(name)),
-      name_(std::move(name)),
-      impl_(std::make_unique<impl>(name_)) {}
+    : mask_(registry().mask_for(name)), impl_(std::make_unique<impl>(name)) {}
 
 basic_diagnostic_logger<char>::~basic_diagnostic_logger() = default;
 

@@ -10,8 +10,9 @@
 #include <mutex>
 #include <stdexcept>
 #include <streambuf>
+#include <vector>
 
-#include "fl/posix_io.hpp"
+#include "file_descriptor.hpp"
 
 namespace fl::filesystem {
 namespace {
@@ -67,6 +68,10 @@ ustring get_install_path() {
   return i18n::utf8_to_ustring(binary.parent_path().parent_path().string());
 }
 
+basic_path make_path(ustring const& text) {
+  return text.empty() ? basic_path() : basic_path(detail::make_native_form(text, true));
+}
+
 void set_install_path(ustring path) {
   auto& state = install_override();
   std::lock_guard lock(state.mutex);
@@ -93,33 +98,26 @@ std::string make_native_access_form_i18n(basic_path const& path) {
   return i18n::ustring_to_utf8(path.string());
 }
 
-std::string make_native_access_form_with_cleanup_i18n(basic_path const& path) {
-  std::filesystem::path cleaned;
-  for (auto const& part : to_std_path(path.string())) {
-    if (part != ".") cleaned /= part;
-  }
-  if (cleaned.empty() && !path.empty()) return ".";
-  return cleaned.string();
-}
-
-}  // namespace detail
-
-// Collects everything written between two flushes and hands it to the kernel at once.
-class basic_ofstream<char>::buffer : public std::streambuf {
+// A stream buffer on one descriptor. Output collects everything written between two flushes
+// and hands it to the kernel at once; input reads through a buffer of its own and knows its
+// position, so tellg and seekg work.
+class file_buffer : public std::streambuf {
  public:
-  int fd = -1;
-  int error = 0;
+  explicit file_buffer(int fd) : fd_(fd) {}
+  file_buffer(file_buffer const&) = delete;
+  file_buffer& operator=(file_buffer const&) = delete;
+  ~file_buffer() override { close(); }
 
-  int close_file() {
-    int result = sync();
-    if (fd >= 0) {
-      if (posix::close_file(fd) != 0) {
-        error = errno;
-        result = -1;
-      }
-      fd = -1;
+  [[nodiscard]] bool is_open() const noexcept { return fd_ >= 0; }
+
+  // Writes what is pending and closes; false when either fails. A second call does nothing.
+  bool close() noexcept {
+    bool ok = sync() == 0;
+    if (fd_ >= 0) {
+      ok = posix::close_file(fd_) == 0 && ok;
+      fd_ = -1;
     }
-    return result;
+    return ok;
   }
 
  protected:
@@ -137,83 +135,98 @@ class basic_ofstream<char>::buffer : public std::streambuf {
 
   int sync() override {
     if (pending_.empty()) return 0;
-    bool const ok = fd >= 0 && posix::write_all(fd, pending_.data(), pending_.size());
-    if (!ok) error = fd >= 0 ? errno : EBADF;
+    bool const ok = fd_ >= 0 && posix::write_all(fd_, pending_.data(), pending_.size());
     pending_.clear();
     return ok ? 0 : -1;
   }
 
+  int_type underflow() override {
+    if (fd_ < 0) return traits_type::eof();
+    input_.resize(input_size);
+    ssize_t const n = posix::read_some(fd_, input_.data(), input_.size());
+    if (n <= 0) return traits_type::eof();  // the end, or a failed read: reading stops
+    setg(input_.data(), input_.data(), input_.data() + n);
+    return traits_type::to_int_type(*gptr());
+  }
+
+  pos_type seekoff(off_type offset, std::ios::seekdir dir, std::ios::openmode) override {
+    if (fd_ < 0 || sync() != 0) return pos_type(off_type(-1));
+    int const whence = dir == std::ios::beg ? SEEK_SET : dir == std::ios::cur ? SEEK_CUR : SEEK_END;
+    // The kernel's position is past what the buffer still holds.
+    if (dir == std::ios::cur) offset -= egptr() - gptr();
+    off_t const position = posix::seek(fd_, static_cast<off_t>(offset), whence);
+    setg(nullptr, nullptr, nullptr);
+    return pos_type(off_type(position));
+  }
+
+  pos_type seekpos(pos_type position, std::ios::openmode which) override {
+    return seekoff(off_type(position), std::ios::beg, which);
+  }
+
  private:
+  static constexpr std::size_t input_size = 64 * 1024;
+
+  int fd_;
   std::string pending_;
+  std::vector<char> input_;
 };
+
+namespace {
+
+int open_descriptor(basic_path const& path, int flags, mode_t mode, posix::expect kind) {
+  return posix::open_file(make_native_access_form_i18n(path).c_str(), flags, mode, kind);
+}
+
+}  // namespace
+}  // namespace detail
 
 basic_ofstream<char>::basic_ofstream(basic_path const& path, std::ios::openmode mode,
                                      open_options options)
-    : std::ostream(nullptr), buf_(std::make_unique<buffer>()) {
-  rdbuf(buf_.get());
-  int flags = O_WRONLY | O_CREAT | O_CLOEXEC;
+    : std::ostream(nullptr) {
+  int flags = O_WRONLY | O_CREAT;
   if ((mode & std::ios::app) != 0) {
     flags |= O_APPEND;
   } else if ((mode & std::ios::in) == 0 || (mode & std::ios::trunc) != 0) {
     flags |= O_TRUNC;
   }
   if (options.private_file) flags |= O_NOFOLLOW;
-  std::string const name = detail::make_native_access_form_i18n(path);
-  if (name.empty()) {
-    buf_->error = ENOENT;
-    setstate(std::ios::failbit);
-    return;
-  }
-  int const fd = posix::open_file(name.c_str(), flags, options.create_mode);
-  if (fd < 0) {
-    buf_->error = errno;
-    setstate(std::ios::failbit);
-    return;
-  }
-  if (options.private_file) {
-    // Refuse anything another user could have planted at a shared name.
-    struct stat st {};
-    if (::fstat(fd, &st) != 0 || !S_ISREG(st.st_mode) || st.st_uid != ::geteuid() ||
-        st.st_nlink != 1) {
-      buf_->error = EPERM;
-      posix::close_file(fd);
-      setstate(std::ios::failbit);
-      return;
-    }
-  }
-  buf_->fd = fd;
+  auto const kind = options.private_file ? posix::expect::private_file : posix::expect::any;
+  buf_ = std::make_unique<detail::file_buffer>(
+      detail::open_descriptor(path, flags, options.create_mode, kind));
+  rdbuf(buf_.get());
+  if (!buf_->is_open()) setstate(std::ios::failbit);
 }
 
-basic_ofstream<char>::~basic_ofstream() {
-  try {
-    buf_->close_file();
-  } catch (...) {  // a destructor reports nothing
-  }
-}
+basic_ofstream<char>::~basic_ofstream() = default;
 
 bool basic_ofstream<char>::is_open() const noexcept {
-  return buf_->fd >= 0;
+  return buf_->is_open();
 }
 
 void basic_ofstream<char>::close() {
-  if (buf_->close_file() != 0) setstate(std::ios::failbit);
-}
-
-int basic_ofstream<char>::last_error() const noexcept {
-  return buf_->error;
+  if (!buf_->close()) setstate(std::ios::failbit);
 }
 
 basic_ifstream<char>::basic_ifstream(basic_path const& path, std::ios::openmode mode)
-    : basic_ifstream(detail::make_native_access_form_i18n(path), mode) {}
-
-basic_ifstream<char>::basic_ifstream(std::string const& native_name, std::ios::openmode mode) {
-  // A folder opens on POSIX but cannot be read; report it as not opened.
-  std::error_code ec;
-  if (native_name.empty() || std::filesystem::is_directory(native_name, ec)) {
+    : std::istream(nullptr),
+      buf_(std::make_unique<detail::file_buffer>(
+          detail::open_descriptor(path, O_RDONLY, 0, posix::expect::regular_file))) {
+  rdbuf(buf_.get());
+  if (!buf_->is_open()) {
     setstate(std::ios::failbit);
-    return;
+  } else if ((mode & std::ios::ate) != 0) {
+    seekg(0, std::ios::end);
   }
-  open(native_name, mode | std::ios::in);
+}
+
+basic_ifstream<char>::~basic_ifstream() = default;
+
+bool basic_ifstream<char>::is_open() const noexcept {
+  return buf_->is_open();
+}
+
+void basic_ifstream<char>::close() {
+  if (!buf_->close()) setstate(std::ios::failbit);
 }
 
 }  // namespace fl::filesystem

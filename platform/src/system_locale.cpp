@@ -2,6 +2,7 @@
 
 #include <array>
 #include <cstdlib>
+#include <locale>
 #include <optional>
 #include <stdexcept>
 #include <string_view>
@@ -16,18 +17,9 @@ namespace {
 
 constexpr std::size_t max_part_length = 8;
 
-bool is_ascii_letter(char c) {
-  return (c >= 'a' && c <= 'z') || (c >= 'A' && c <= 'Z');
-}
-bool is_ascii_digit(char c) {
-  return c >= '0' && c <= '9';
-}
-char ascii_lower(char c) {
-  return (c >= 'A' && c <= 'Z') ? static_cast<char>(c - 'A' + 'a') : c;
-}
-char ascii_upper(char c) {
-  return (c >= 'a' && c <= 'z') ? static_cast<char>(c - 'a' + 'A') : c;
-}
+// Letters, digits and case as the classic locale has them (ASCII only), whatever the
+// process's locale is.
+std::locale const& classic = std::locale::classic();
 
 system_locale default_locale() {
   return {"en", "US"};
@@ -48,13 +40,13 @@ std::optional<system_locale> parse(std::string_view value) {
   if (region.size() > max_part_length) return std::nullopt;
   std::string lang;
   for (char const c : language) {
-    if (!is_ascii_letter(c)) return std::nullopt;
-    lang.push_back(ascii_lower(c));
+    if (!std::isalpha(c, classic)) return std::nullopt;
+    lang.push_back(std::tolower(c, classic));
   }
   std::string reg;
   for (char const c : region) {  // letters, or digits as in es_419
-    if (!is_ascii_letter(c) && !is_ascii_digit(c)) return std::nullopt;
-    reg.push_back(ascii_upper(c));
+    if (!std::isalnum(c, classic)) return std::nullopt;
+    reg.push_back(std::toupper(c, classic));
   }
   return system_locale(std::move(lang), std::move(reg));
 }

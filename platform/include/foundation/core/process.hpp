@@ -74,8 +74,6 @@ class QX_PLATFORM_API process {
   process(process const&) = delete;
   process& operator=(process const&) = delete;
 
-  /// The child's process id; -1 after it was moved from.
-  [[nodiscard]] pid_t id() const noexcept { return pid_; }
   /// Waits for the program to end (EINTR retried) and returns its exit code, or 128 plus
   /// the signal number when a signal ended it; later calls return the same value. Throws
   /// std::system_error when waiting fails (for instance when SIGCHLD is ignored) and

@@ -7,8 +7,8 @@
 #include <string_view>
 #include <type_traits>
 
-#include "fl/filesystem.hpp"
 #include "fl/i18n.hpp"
+#include "fl/path.hpp"
 #include "fl/platform_export.hpp"
 
 namespace foundation::log {
@@ -36,15 +36,12 @@ class QX_PLATFORM_API basic_diagnostic_logger<char> {
   [[nodiscard]] bool is_enabled(unsigned level) const noexcept {
     return (mask_->load(std::memory_order_relaxed) & level) != 0;
   }
-  /// The channel's name.
-  [[nodiscard]] std::string const& name() const noexcept { return name_; }
   /// Pushes one record with `message` at `level`, under the channel's lock.
   void write(unsigned level, std::string_view message) const;
 
  private:
   struct impl;  // the Boost.Log source, kept out of this header
   std::atomic<unsigned> const* mask_;
-  std::string name_;
   std::unique_ptr<impl> impl_;
 };
 
