@@ -4,6 +4,7 @@
 #include <limits>
 #include <string_view>
 
+#include "errors/swallow.hpp"
 #include "foundation/core/process.hpp"
 #include "foundation/network/iri.hpp"
 #include "install/cpputil/logger.hpp"
@@ -37,11 +38,15 @@ bool is_allowed_host(std::string_view host) {
          host[host.size() - allowed_domain.size() - 1] == '.';
 }
 
-void log_quietly(ustring const& message) noexcept {
-  try {
-    logger::append_message(message);
-  } catch (...) {  // openUrl reports through its result; a lost log line must not escape
-  }
+// The one place this unit swallows exceptions: isAllowedUrl and openUrl never throw. What
+// reaches it: the IRI parser's std::invalid_argument for text it refuses, and in openUrl,
+// once the launch has failed, an allocation failure while the failure is logged.
+using detail::false_when_throwing;
+
+std::string unable_to_open(ustring const& url, int status) {
+  std::string message = "Unable to open " + fl::i18n::to_string(url);
+  if (status != no_status) message += ' ' + std::to_string(status);
+  return message;
 }
 
 }  // namespace
@@ -50,7 +55,7 @@ URLOpener::~URLOpener() = default;
 
 bool URLOpener::isAllowedUrl(std::string const& url) {
   if (url.empty()) return false;
-  try {
+  return false_when_throwing([&url] {
     IRI const iri(url);
     if (!iri.hasScheme()) return false;
     // Credentials in front of the host only serve to disguise where a link leads.
@@ -64,38 +69,23 @@ bool URLOpener::isAllowedUrl(std::string const& url) {
     }
     if (scheme == "https") return is_allowed_host(iri.getHostUtf8(Encoding::decoded));
     return false;
-  } catch (...) {
-    return false;
-  }
+  });
 }
 
 bool URLOpener::openUrl(ustring const& url) const {
-  int status = no_status;
-  try {
-    status = openUrlInSystemBrowser(url);
-  } catch (std::exception const& error) {
-    char const* const text = error.what();
+  return false_when_throwing([&] {
+    int status = no_status;
     try {
-      log_quietly(fl::i18n::to_ustring(text != nullptr ? text : ""));
-    } catch (...) {  // converting the text can only fail for lack of memory
+      status = openUrlInSystemBrowser(url);
+    } catch (std::exception const& error) {
+      char const* const text = error.what();
+      logger::append_message(fl::i18n::to_ustring(text != nullptr ? text : ""));
+    } catch (...) {  // a failed launch all the same, with no text to log
     }
-    status = no_status;
-  } catch (...) {
-    status = no_status;
-  }
-  if (status == 0) return true;
-
-  try {
-    std::string message = "Unable to open ";
-    message += fl::i18n::to_string(url);
-    if (status != no_status) {
-      message += ' ';
-      message += std::to_string(status);
-    }
-    log_quietly(fl::i18n::to_ustring(message));
-  } catch (...) {  // as above: only an allocation failure gets here
-  }
-  return false;
+    if (status == 0) return true;
+    logger::append_message(fl::i18n::to_ustring(unable_to_open(url, status)));
+    return false;
+  });
 }
 
 int URLOpener::openUrlInSystemBrowser(ustring const& url) const {

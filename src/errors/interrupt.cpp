@@ -18,24 +18,33 @@ foundation::log::basic_diagnostic_logger<char> trace_channel("install::cpputil::
 constexpr int pause_passes = 600;
 constexpr std::chrono::nanoseconds pause_step{100'000'000};
 
+// Constant-initialised, so the flag is clear and usable before any dynamic initialisation,
+// including from other units' static constructors. Only this unit touches it.
+constinit std::atomic<bool> flag{false};
+
+[[gnu::cold, gnu::noinline]] void trace_status() noexcept {
+  FL_TRACE(trace_channel, info_level, " interruptStatus=", true);
+}
+
+// is_set() for both exported polls, so that throw_if_set costs one call, not two.
+inline bool load_and_report() noexcept {
+  bool const value = flag.load(std::memory_order_seq_cst);
+  if (value) trace_status();
+  return value;
+}
+
 }  // namespace
 
 Exception::Exception() : std::runtime_error("Interrupted.") {}
 
 Exception::Exception(std::string const& tag) : std::runtime_error("Interrupted. " + tag) {}
 
-namespace detail {
-
-// Constant-initialised, so the flag is clear and usable before any dynamic initialisation,
-// including from other units' static constructors.
-constinit std::atomic<bool> flag{false};
-
-bool report_set() noexcept {
-  FL_TRACE(trace_channel, info_level, " interruptStatus=", true);
-  return true;
+bool is_set() noexcept {
+  return load_and_report();
 }
 
-void throw_interrupt(std::string const& tag) {
+void throw_if_set(std::string const& tag) {
+  if (!load_and_report()) return;
   if (tag.empty()) {
     FL_TRACE(trace_channel, debug_level, "Throw interrupt::Exception with DEFAULT tag.");
     throw Exception();
@@ -44,10 +53,8 @@ void throw_interrupt(std::string const& tag) {
   throw Exception(tag);
 }
 
-}  // namespace detail
-
 void set() noexcept {
-  detail::flag.store(true, std::memory_order_seq_cst);
+  flag.store(true, std::memory_order_seq_cst);
   FL_TRACE(trace_channel, debug_level, "Set INTERRUPT.");
 }
 

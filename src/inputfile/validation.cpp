@@ -6,11 +6,17 @@
 
 #include <boost/algorithm/string/predicate.hpp>
 
+#include "errors/swallow.hpp"
 #include "fl/filesystem.hpp"
 #include "fl/i18n.hpp"
+#include "inputfile/rule_kinds.hpp"
 #include "install/cpputil/logger.hpp"
 
 namespace install::cpputil {
+// The one place this unit swallows exceptions: a predicate answers false for a value it cannot
+// even test. What reaches it: std::stoi's std::invalid_argument and std::out_of_range, and the
+// std::filesystem::filesystem_error of an existence test that fails (EACCES, ENAMETOOLONG, ELOOP).
+using detail::false_when_throwing;
 
 bool validate_strval(std::string const& value, std::string const& list) noexcept {
   std::string_view rest(list);
@@ -35,64 +41,36 @@ bool validate_boolval(std::string const& value) {
 }
 
 bool validate_intval(std::string const& value) noexcept {
-  try {
+  return false_when_throwing([&value] {
     static_cast<void>(std::stoi(value, nullptr, 10));
     return true;
-  } catch (...) {
-    return false;
-  }
+  });
 }
 
 bool validate_rfile(std::string const& path) {
-  ustring const text = fl::i18n::utf8_to_ustring(path);
   fl::filesystem::basic_path const file =
-      text.empty()
-          ? fl::filesystem::basic_path()
-          : fl::filesystem::basic_path(fl::filesystem::detail::make_native_form(text, true));
-  try {
-    if (!fl::filesystem::exists(file)) {
-      return false;
-    }
-  } catch (...) {
-    // An entry we cannot even test is as unusable as a missing one.
-    return false;
-  }
+      fl::filesystem::make_path(fl::i18n::utf8_to_ustring(path));
+  if (!false_when_throwing([&file] { return fl::filesystem::exists(file); })) return false;
   fl::filesystem::basic_ifstream<char> in(file, std::ios::in | std::ios::binary | std::ios::ate);
-  if (!in.is_open()) {
-    return false;
-  }
+  if (!in.is_open()) return false;
   bool const has_content = static_cast<std::streamoff>(in.tellg()) > 0;
   in.close();
   return has_content;
 }
 
 void validate_arg(std::string const& key, std::string const& value, std::string const& rule) {
-  auto const colon = rule.find(':');
-  std::string const kind = colon == std::string::npos ? rule : rule.substr(0, colon);
-  std::string const parameter = colon == std::string::npos ? rule : rule.substr(colon + 1);
+  auto const [kind, parameter] = rule_kinds::split(rule);
+  rule_kinds::rule_kind const* const row = rule_kinds::find(kind);
+  if (row == nullptr || row->accepts(value, std::string(parameter))) return;
 
-  bool const is_file_rule = kind == "rfile";
-  bool valid = true;
-  if (kind == "strval") {
-    valid = validate_strval(value, parameter);
-  } else if (kind == "boolval") {
-    valid = validate_boolval(value);
-  } else if (kind == "intval") {
-    valid = validate_intval(value);
-  } else if (is_file_rule) {
-    valid = validate_rfile(value);
+  for (rule_kinds::log_line const& line : row->logged) {
+    std::string text(line.before);
+    text += value;
+    text += line.after;
+    logger::append_message(fl::i18n::utf8_to_ustring(text));
   }
-  if (valid) {
-    return;
-  }
-
   std::string const message = "key='" + key + "' value='" + value + "' rule='" + rule + "'";
-  if (is_file_rule) {
-    logger::append_message(fl::i18n::utf8_to_ustring("Error reading file " + value));
-    logger::append_message(
-        fl::i18n::utf8_to_ustring("File '" + value + "' does not exist or it's empty"));
-    throw std::runtime_error(message);
-  }
+  if (row->raises == rule_kinds::failure::runtime_error) throw std::runtime_error(message);
   throw std::invalid_argument(message);
 }
 

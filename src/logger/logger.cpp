@@ -3,6 +3,7 @@
 #include <mutex>
 #include <stdexcept>
 
+#include "fl/filesystem.hpp"
 #include "foundation/log/diagnostic_logger.hpp"
 #include "install/platformutil/platform_utility.hpp"
 
@@ -24,11 +25,6 @@ basic_path last_destination_file;
 
 // Made once rather than for every entry (it is too long for the short-string buffer).
 std::string const entry_time_format = "%b %d, %Y %H:%M:%S";
-
-basic_path path_from_text(ustring const& text) {
-  return text.empty() ? basic_path()
-                      : basic_path(fl::filesystem::detail::make_native_form(text, true));
-}
 
 basic_path copy_destination() {
   std::lock_guard lock(log_mutex);
@@ -73,7 +69,7 @@ basic_path default_log_file() {
   text += u"/quillford_";
   fl::i18n::append_utf16(text, platform_utility.getPlatformUserName());
   text += u".log";
-  return path_from_text(text);
+  return fl::filesystem::make_path(text);
 }
 
 }  // namespace
@@ -85,7 +81,7 @@ Logger::Logger(basic_path const& requested) {
 
   ustring const parent = fl::filesystem::detail::extract_parent_path(ofile.string());
   if (!parent.empty()) {
-    basic_path const folder = path_from_text(parent);
+    basic_path const folder = fl::filesystem::make_path(parent);
     try {
       if (!fl::filesystem::exists(folder)) fl::filesystem::create_directories(folder);
     } catch (...) {
@@ -114,14 +110,16 @@ Logger::Logger(basic_path const& requested) {
   FL_TRACE(trace_channel, info_level, " destination_file.string()=", destination_file);
 }
 
-Logger::Logger(ustring const& ofile) : Logger(path_from_text(ofile)) {}
+Logger::Logger(ustring const& ofile) : Logger(fl::filesystem::make_path(ofile)) {}
 
 Logger::Logger(std::string const& ofile) : Logger(fl::i18n::utf8_to_ustring(ofile)) {}
 
+// The one place this unit swallows exceptions: a destructor reports nothing. Only a trace
+// sink that throws, or an allocation failure while a trace line is composed, gets here.
 Logger::~Logger() {
   try {
     clear_destination();
-  } catch (...) {  // only a failing trace sink could get here; a destructor reports nothing
+  } catch (...) {
   }
 }
 
@@ -192,7 +190,7 @@ void append_file(ustring const& file) {
     FL_TRACE(trace_channel, debug_level, "append_file: The output file destination is not set.");
     throw std::runtime_error("Logger destination was not initialized.");
   }
-  basic_path const path = path_from_text(file);
+  basic_path const path = fl::filesystem::make_path(file);
   if (!fl::filesystem::exists(path)) {
     FL_TRACE(trace_channel, debug_level, "append_file: The file does not exist.");
     throw std::runtime_error("The file does not exist.");
@@ -200,8 +198,7 @@ void append_file(ustring const& file) {
 
   std::string const name = fl::i18n::ustring_to_utf8(file);
   std::string entry = "Content of the file " + name + "\n";
-  fl::filesystem::basic_ifstream<char> input(
-      fl::filesystem::detail::make_native_access_form_with_cleanup_i18n(path));
+  fl::filesystem::basic_ifstream<char> input(path);
   if (!input.is_open()) throw std::runtime_error("append_file: Cannot open file.");
   std::string line;
   while (std::getline(input, line)) {

@@ -3,6 +3,7 @@
 // Internal to the library and its tests: the display-order comparison, split into a sort
 // key computed once per name and a comparison of keys.
 
+#include <iterator>
 #include <locale>
 #include <map>
 #include <string>
@@ -14,18 +15,19 @@ namespace install::cpputil::product_order {
 /// Upper-case narrow product name to its display position.
 using DisplayTable = std::map<std::string, int>;
 
-/// Position given to names that are not in the table; every table position is lower.
-inline constexpr int unlisted = 5;
+/// The products shown first, in their display order.
+inline constexpr char16_t const* display_names[] = {
+    u"KESTRA BATCH ENGINE", u"KESTRA", u"KESTRA ASSISTANT", u"TARNWICK", u"TARNWICK ASSISTANT",
+};
 
-/// The five products shown first, in their display order.
+/// Position given to names that are not in the table; every table position is lower.
+inline constexpr int unlisted = static_cast<int>(std::size(display_names));
+
+/// The display table, built afresh from display_names.
 inline DisplayTable make_display_table() {
   DisplayTable table;
   int position = 0;
-  for (ustring const& name :
-       {ustring(u"KESTRA BATCH ENGINE"), ustring(u"KESTRA"), ustring(u"KESTRA ASSISTANT"),
-        ustring(u"TARNWICK"), ustring(u"TARNWICK ASSISTANT")}) {
-    table.emplace(fl::i18n::to_string(name), position++);
-  }
+  for (char16_t const* name : display_names) table.emplace(fl::i18n::to_string(name), position++);
   return table;
 }
 

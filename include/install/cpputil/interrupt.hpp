@@ -1,6 +1,5 @@
 #pragma once
 
-#include <atomic>
 #include <stdexcept>
 #include <string>
 
@@ -18,26 +17,13 @@ class QX_CPPUTIL_API Exception : public std::runtime_error {
   explicit Exception(std::string const& tag);
 };
 
-namespace detail {
-/// The flag itself, clear before any dynamic initialisation. Read it through is_set(); it is
-/// exported only so that polling a clear flag is one inline load, with no call.
-QX_CPPUTIL_API extern std::atomic<bool> flag;
-/// The rest of is_set() once the flag was seen set: traces the status line, returns true.
-QX_CPPUTIL_API bool report_set() noexcept;
-/// The rest of throw_if_set() once the flag was seen set: traces and throws Exception.
-[[noreturn]] QX_CPPUTIL_API void throw_interrupt(std::string const& tag);
-}  // namespace detail
-
-/// The flag's value. Never throws; traces " interruptStatus=1" (level 4) only when set.
-[[nodiscard]] inline bool is_set() noexcept {
-  return detail::flag.load(std::memory_order_seq_cst) && detail::report_set();
-}
+/// The flag's value (one sequentially consistent load). Never throws; traces
+/// " interruptStatus=1" (level 4) only when the flag is set.
+[[nodiscard]] QX_CPPUTIL_API bool is_set() noexcept;
 
 /// Returns while the flag is clear; otherwise throws Exception with `tag` ("Interrupted."
 /// alone for an empty tag). Throwing does not clear the flag.
-inline void throw_if_set(std::string const& tag) {
-  if (is_set()) detail::throw_interrupt(tag);
-}
+QX_CPPUTIL_API void throw_if_set(std::string const& tag);
 
 /// Sets the flag; idempotent. Never throws.
 QX_CPPUTIL_API void set() noexcept;

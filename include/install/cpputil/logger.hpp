@@ -2,8 +2,8 @@
 
 #include <string>
 
-#include "fl/filesystem.hpp"
 #include "fl/i18n.hpp"
+#include "fl/path.hpp"
 #include "install/cpputil/export.hpp"
 
 /// The installation log: a process-wide destination file that a scoped Logger sets, and

@@ -1,0 +1,97 @@
+#include "inputfile/input_lines.hpp"
+
+#include <algorithm>
+#include <locale>
+#include <utility>
+
+#include <boost/algorithm/string/replace.hpp>
+
+namespace install::cpputil::input_lines {
+namespace {
+
+// Whether `line` holds `key` directly followed by '.', found without building that text.
+bool holds_key_then_dot(std::string_view line, std::string_view key) {
+  for (auto at = line.find(key); at != std::string_view::npos; at = line.find(key, at + 1)) {
+    if (at + key.size() < line.size() && line[at + key.size()] == '.') return true;
+  }
+  return false;
+}
+
+// The key before `separator`: trimmed and lower-cased, in UTF-16.
+ustring key_before(std::string_view line, std::size_t separator) {
+  return fl::i18n::utf8_to_ustring(ascii_lower(trim(line.substr(0, separator))));
+}
+
+// The value after the run of `mark` that starts at `separator`, trimmed.
+ustring value_after(std::string_view line, std::size_t separator, char mark) {
+  auto const start = line.find_first_not_of(mark, separator);
+  ustring value;
+  if (start != std::string_view::npos) fl::i18n::append_utf16(value, trim(line.substr(start)));
+  return value;
+}
+
+// A key converted from UTF-8 names a list key exactly when its UTF-8 form does.
+bool is_list_key(std::u16string_view key) {
+  return std::any_of(list_keys.begin(), list_keys.end(), [key](std::string_view name) {
+    return std::equal(name.begin(), name.end(), key.begin(), key.end(),
+                      [](char a, char16_t b) { return static_cast<unsigned char>(a) == b; });
+  });
+}
+
+}  // namespace
+
+std::string_view ltrim(std::string_view text) noexcept {
+  auto const first = text.find_first_not_of(whitespace);
+  return first == std::string_view::npos ? std::string_view() : text.substr(first);
+}
+
+std::string_view rtrim(std::string_view text) noexcept {
+  auto const last = text.find_last_not_of(whitespace);
+  return last == std::string_view::npos ? std::string_view() : text.substr(0, last + 1);
+}
+
+std::string_view trim(std::string_view text) noexcept {
+  return rtrim(ltrim(text));
+}
+
+std::string ascii_lower(std::string_view text) {
+  static auto const& classic = std::use_facet<std::ctype<char>>(std::locale::classic());
+  std::string out(text);
+  classic.tolower(out.data(), out.data() + out.size());
+  return out;
+}
+
+bool is_content(std::string_view line) noexcept {
+  if (!line.empty() && line.front() == '#') return false;
+  return line.find_first_not_of(whitespace) != std::string_view::npos;
+}
+
+void remove_underscores(ustring& text) {
+  boost::algorithm::replace_all(text, u"_", u" ");
+}
+
+effect apply_line(PropertyMap& properties, std::string_view line, ustring* key_out) {
+  if (auto const eq = line.find('='); eq != std::string_view::npos) {
+    ustring key = key_before(line, eq);
+    if (key_out != nullptr) *key_out = key;
+    if (key.empty()) return effect::empty_key;
+    if (is_list_key(key)) return effect::list_key_assignment;
+    properties.insert_or_assign(std::move(key), PropertyValue(value_after(line, eq, '=')));
+    return effect::set;
+  }
+  bool const is_list_line = std::any_of(list_keys.begin(), list_keys.end(),
+                                        [line](auto key) { return holds_key_then_dot(line, key); });
+  if (!is_list_line) return effect::no_shape;
+  auto const dot = line.find('.');
+  ustring key = key_before(line, dot);
+  if (key_out != nullptr) *key_out = key;
+  auto const slot = properties.try_emplace(std::move(key), std::vector<ustring>{}).first;
+  auto* const list = std::get_if<std::vector<ustring>>(&slot->second);
+  if (list == nullptr) return effect::list_on_single;  // the single value stays
+  ustring value = value_after(line, dot, '.');
+  remove_underscores(value);
+  list->push_back(std::move(value));
+  return effect::appended;
+}
+
+}  // namespace install::cpputil::input_lines

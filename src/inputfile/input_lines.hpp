@@ -1,0 +1,63 @@
+#pragma once
+
+// How an input file reads, line by line: the text rules that InputFileParser documents, and
+// the effect of one kept line on a property map. Internal to the library.
+
+#include <array>
+#include <cstddef>
+#include <string>
+#include <string_view>
+
+#include "fl/filesystem.hpp"
+#include "install/cpputil/input_file_parser.hpp"
+
+namespace install::cpputil::input_lines {
+
+/// Exactly these six bytes; NUL, other control bytes and bytes from 0x80 up are content.
+inline constexpr std::string_view whitespace = "\t\n\v\f\r ";
+
+/// Keys whose values are lists, tried in this order on lines without '='.
+inline constexpr std::array<std::string_view, 2> list_keys{"product", "platform"};
+
+/// `text` without leading whitespace.
+[[nodiscard]] std::string_view ltrim(std::string_view text) noexcept;
+/// `text` without trailing whitespace.
+[[nodiscard]] std::string_view rtrim(std::string_view text) noexcept;
+/// `text` without whitespace at either end.
+[[nodiscard]] std::string_view trim(std::string_view text) noexcept;
+/// A copy with 'A'..'Z' lowered (the classic locale's tolower), whatever locale is set.
+[[nodiscard]] std::string ascii_lower(std::string_view text);
+/// False for "", for whitespace-only text and for text whose first byte is '#'.
+[[nodiscard]] bool is_content(std::string_view line) noexcept;
+
+/// What a kept line did to the property map.
+enum class effect {
+  set,                  ///< an assignment stored a single value (replacing any earlier one)
+  appended,             ///< a list line appended an entry
+  no_shape,             ///< neither '=' nor "product."/"platform.": ignored
+  empty_key,            ///< an assignment without a key: ignored
+  list_key_assignment,  ///< an assignment to "product" or "platform": ignored
+  list_on_single,       ///< a list line for a key that holds a single value: ignored
+};
+
+/// Applies one kept line (trimmed, no line feed) to `properties`, as the parser does, and
+/// says what it did. `key` receives the line's key, when it has one.
+effect apply_line(PropertyMap& properties, std::string_view line, ustring* key = nullptr);
+
+/// Replaces every '_' by a blank.
+void remove_underscores(ustring& text);
+
+/// Hands every physical line of the file, without its line feed, to `line` in file order.
+/// Throws std::runtime_error "input file does not exist!" for a missing file or an empty
+/// name; a file that does not open (not a regular file, no permission) gives no line.
+template <class OnLine>
+void read_lines(ustring const& fileName, OnLine&& line) {
+  fl::filesystem::basic_path const path = fl::filesystem::make_path(fileName);
+  if (!fl::filesystem::exists(path)) throw std::runtime_error("input file does not exist!");
+  fl::filesystem::basic_ifstream<char> in(path, std::ios_base::in);
+  if (!in.is_open()) return;
+  for (std::string text; std::getline(in, text);) line(std::string_view(text));
+  in.close();
+}
+
+}  // namespace install::cpputil::input_lines
