@@ -5,7 +5,7 @@ FUZZ_SECONDS ?= 60
 FUZZ_TARGETS := property_map utf_conversion validate_arg url_allowed version_compare
 FUZZ_DIR := $(CURDIR)/build/fuzz
 
-.PHONY: run test bootstrap build asan tsan bench fuzz format clean
+.PHONY: run test bootstrap build asan tsan bench fuzz abi-update format clean
 
 bootstrap:
 	@bash scripts/bootstrap.sh
@@ -52,6 +52,11 @@ fuzz:
 	  $(FUZZ_DIR)/fuzz/$${t}_fuzzer -max_total_time=$(FUZZ_SECONDS) -timeout=25 $$dict \
 	    -print_final_stats=1 -artifact_prefix=$(FUZZ_DIR)/artifacts/$$t- $(FUZZ_DIR)/corpus/$$t; \
 	done
+
+# Rewrites the ABI baselines (tests/package/abi) from the release build: for a deliberate
+# change of the binary interface, committed together with it.
+abi-update: build
+	cmake --build --preset release --target abi-update
 
 format:
 	git ls-files '*.cpp' '*.hpp' | xargs clang-format -i

@@ -9,24 +9,11 @@ set(QX_INSTALL_CMAKEDIR "${CMAKE_INSTALL_LIBDIR}/cmake/qxinstall_cpputil"
 set(QX_INSTALL_PKGCONFIGDIR "${CMAKE_INSTALL_LIBDIR}/pkgconfig"
     CACHE STRING "Where qxinstall_cpputil.pc is installed, relative to the prefix")
 
-# The public headers use C++20 (defaulted comparisons, constraints), so consumers need it.
-target_compile_features(qxinstall_platform PUBLIC cxx_std_20)
-
 # The library finds its platform layer beside itself wherever the prefix ends up.
 if(APPLE)
   set_target_properties(qxinstall_cpputil PROPERTIES INSTALL_RPATH "@loader_path")
 else()
   set_target_properties(qxinstall_cpputil PROPERTIES INSTALL_RPATH "$ORIGIN")
-endif()
-
-# Boost marks some of its classes visible, so vtables, typeinfo and inline members that our
-# code instantiates would join the exported interface; the version script keeps them local.
-if(CMAKE_SYSTEM_NAME STREQUAL "Linux")
-  set(_qx_symbol_map "${CMAKE_CURRENT_LIST_DIR}/foreign_symbols.map")
-  foreach(_qx_target qxinstall_platform qxinstall_cpputil)
-    target_link_options(${_qx_target} PRIVATE "LINKER:--version-script=${_qx_symbol_map}")
-    set_property(TARGET ${_qx_target} APPEND PROPERTY LINK_DEPENDS "${_qx_symbol_map}")
-  endforeach()
 endif()
 
 install(TARGETS qxinstall_platform qxinstall_cpputil

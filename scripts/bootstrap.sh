@@ -6,7 +6,7 @@ debian_packages=(
   g++ cmake ninja-build make pkg-config
   libboost1.81-dev libboost-log1.81-dev libboost-locale1.81-dev libboost-url1.81-dev
   libgtest-dev libgmock-dev libbenchmark-dev
-  libcli11-dev nlohmann-json3-dev
+  libcli11-dev nlohmann-json3-dev abigail-tools
 )
 # Only for `make fuzz` and the fuzz step of CI.
 if [[ "${QX_WITH_FUZZ:-0}" == 1 ]]; then
