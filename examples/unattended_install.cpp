@@ -4,7 +4,6 @@
 // It ends by printing the property map and the log it wrote.
 //
 //   unattended_install [INPUT_FILE [RULES_FILE]]   (defaults: the files beside this source)
-#include <algorithm>
 #include <chrono>
 #include <filesystem>
 #include <fstream>
@@ -19,6 +18,8 @@
 #include <vector>
 
 #include "install/cpputil.hpp"
+#include "property_map_text.hpp"
+#include "rules_file.hpp"
 
 namespace cpputil = install::cpputil;
 namespace logger = install::cpputil::logger;
@@ -49,23 +50,6 @@ void say(std::string const& text) {
   return ustring_to_utf8(std::get<ustring>(found->second));
 }
 
-/// Rules come as "key = rule" lines; comments and blank lines are skipped like the input
-/// file's, and keys are lower-cased to match the input file's keys.
-[[nodiscard]] std::map<std::string, std::string> read_rules(std::filesystem::path const& path) {
-  std::ifstream in(path);
-  if (!in) throw std::runtime_error(path.string() + ": cannot be read");
-  cpputil::InputFileParser const text;
-  std::map<std::string, std::string> rules;
-  for (std::string line; std::getline(in, line);) {
-    line = text.trim(line);
-    auto const equals = line.find('=');
-    if (shouldAppend(line) && equals != std::string::npos)
-      rules[text.stringToLowerCase(text.trim(line.substr(0, equals)))] =
-          text.trim(line.substr(equals + 1));
-  }
-  return rules;
-}
-
 /// Copies "files" until the interrupt flag stops it; returns how many it finished.
 int copy_files(int total, std::latch& started, std::string& stop_reason) {
   int copied = 0;
@@ -81,19 +65,6 @@ int copy_files(int total, std::latch& started, std::string& stop_reason) {
                            " files: " + stop_reason);
   }
   return copied;
-}
-
-void print_map(cpputil::PropertyMap const& map) {
-  std::size_t width = 0;
-  for (auto const& entry : map) width = std::max(width, ustring_to_utf8(entry.first).size());
-  for (auto const& [key, value] : map) {
-    std::string const name = ustring_to_utf8(key);
-    std::cout << "   " << name << std::string(width - name.size(), ' ') << " = ";
-    if (auto const* single = std::get_if<ustring>(&value))
-      std::cout << ustring_to_utf8(*single) << '\n';
-    else
-      std::cout << '[' << join(std::get<std::vector<ustring>>(value)) << "]\n";
-  }
 }
 
 int walk(std::filesystem::path const& input, std::filesystem::path const& rules_file) {
@@ -120,7 +91,7 @@ int walk(std::filesystem::path const& input, std::filesystem::path const& rules_
     say("lower-cased, product./platform. lines gathered into lists.");
 
     heading("3. Validate the answers");
-    auto const rules = read_rules(rules_file);
+    auto const rules = qx::tools::read_rules_file(rules_file.string());
     std::map<std::string, std::string> arguments;
     for (auto const& [key, value] : map) {
       if (auto const* single = std::get_if<ustring>(&value))
@@ -194,7 +165,7 @@ int walk(std::filesystem::path const& input, std::filesystem::path const& rules_
   say("Messages from now on would go to the per-user default log in the temp folder.");
 
   heading("The property map");
-  print_map(map);
+  qx::tools::write_text(std::cout, map);
 
   heading("The log");
   std::ifstream log_text(log_path);

@@ -1,0 +1,31 @@
+#include "rules_file.hpp"
+
+#include "fl/filesystem.hpp"
+#include "install/cpputil/input_file_parser.hpp"
+
+namespace qx::tools {
+
+std::map<std::string, std::string> read_rules_file(std::string const& path) {
+  fl::filesystem::basic_ifstream<char> in(
+      fl::filesystem::make_path(fl::i18n::utf8_to_ustring(path)));
+  if (!in.is_open()) throw RulesFileError(path + ": cannot be read");
+  install::cpputil::InputFileParser const text;
+  std::map<std::string, std::string> rules;
+  std::string line;
+  for (int number = 1; std::getline(in, line); ++number) {
+    line = text.trim(line);
+    if (!shouldAppend(line)) continue;
+    auto const equals = line.find('=');
+    std::string const key = equals == std::string::npos
+                                ? std::string()
+                                : text.stringToLowerCase(text.trim(line.substr(0, equals)));
+    if (key.empty()) {
+      throw RulesFileError(path + ":" + std::to_string(number) + ": expected key=rule, found \"" +
+                           line + "\"");
+    }
+    rules[key] = text.trim(line.substr(equals + 1));
+  }
+  return rules;
+}
+
+}  // namespace qx::tools

@@ -1,0 +1,71 @@
+#pragma once
+
+// What every qxinstall subcommand shares: exit codes, the error that ends a command, the
+// registration entry, and the helpers that open the user's files.
+
+#include <functional>
+#include <optional>
+#include <stdexcept>
+#include <string>
+#include <string_view>
+#include <vector>
+
+#include "install/cpputil/input_file_parser.hpp"
+#include "install/cpputil/logger.hpp"
+
+namespace CLI {
+class App;
+}
+
+namespace qx::cli {
+
+inline constexpr int exit_ok = 0;
+inline constexpr int exit_failed = 1;
+inline constexpr int exit_usage = 2;
+
+/// Ends a command with a one-line message on stderr and the given exit status.
+class CommandError : public std::runtime_error {
+ public:
+  CommandError(std::string const& message, int status)
+      : std::runtime_error(message), status_(status) {}
+  [[nodiscard]] int status() const noexcept { return status_; }
+
+ private:
+  int status_;
+};
+
+/// Runs a parsed subcommand and returns its exit status; may throw CommandError.
+using Handler = std::function<int()>;
+
+/// One subcommand: its name and summary, and `setup`, which adds its options to its CLI11
+/// app and returns the handler that runs it once they are parsed.
+struct Command {
+  char const* name;
+  char const* summary;
+  std::function<Handler(CLI::App& app)> setup;
+};
+
+/// Every subcommand, in the order of the help text (commands.cpp).
+[[nodiscard]] std::vector<Command> commands();
+
+/// The commands of each group (one source file each).
+[[nodiscard]] std::vector<Command> input_commands();
+[[nodiscard]] std::vector<Command> log_commands();
+[[nodiscard]] std::vector<Command> host_commands();
+[[nodiscard]] std::vector<Command> ordering_commands();
+
+/// `text` in double quotes.
+[[nodiscard]] std::string in_quotes(std::string_view text);
+
+/// Throws CommandError (exit 2) naming `path` unless it is a file this process can read.
+void require_readable_file(std::string const& path);
+
+/// The property map of the input file `path`; CommandError (exit 2) for a file that is
+/// missing or cannot be read.
+[[nodiscard]] install::cpputil::PropertyMap parse_input_file(std::string const& path);
+
+/// Points the installation log at `path` for the command's lifetime when a path is given;
+/// CommandError (exit 2) when the Logger cannot be made.
+[[nodiscard]] std::optional<install::cpputil::logger::Logger> open_log(std::string const& path);
+
+}  // namespace qx::cli
