@@ -1,12 +1,8 @@
 #include "fl/i18n.hpp"
 
-#include <gtest/gtest.h>
-
 #include <sstream>
 
-#include "support/table.hpp"
-
-namespace {
+#include "support/support.hpp"
 
 using fl::i18n::ustring_to_utf8;
 using fl::i18n::utf8_to_ustring;
@@ -18,20 +14,22 @@ ustring code_units(std::string const& hex) {  // "D83D DE00": UTF-16 code units 
   return out;
 }
 
-// Maximal ill-formed subparts and unpaired surrogates, converted after existing text.
-TEST(I18n, ConversionTablesBothWays) {
-  for (auto const& row : qx::test::read_table("utf8_to_utf16.tsv")) {
-    ustring wide = u"pre-";
-    fl::i18n::append_utf16(wide, row[1]);
-    EXPECT_EQ(wide, u"pre-" + code_units(row[2])) << row[0];
-  }
-  for (auto const& row : qx::test::read_table("utf16_to_utf8.tsv")) {
-    std::string narrow = "pre-";
-    fl::i18n::append_utf8(narrow, code_units(row[1]));
-    EXPECT_EQ(narrow, "pre-" + row[2]) << row[0];
-  }
-  EXPECT_EQ(utf8_to_ustring("\xC3\xA9t") + utf8_to_ustring(static_cast<char const*>(nullptr)),
-            u"\u00E9t");
+// Each maximal ill-formed subpart becomes one U+FFFD; appended after existing text.
+QX_TABLE_TEST(Utf8ToUtf16, Converts, "utf8_to_utf16.tsv") {
+  ustring wide = u"pre-";
+  fl::i18n::append_utf16(wide, GetParam()["utf8"]);
+  EXPECT_EQ(wide, u"pre-" + code_units(GetParam()["utf16"]));
+}
+
+// Each unpaired surrogate becomes U+FFFD; appended after existing text.
+QX_TABLE_TEST(Utf16ToUtf8, Converts, "utf16_to_utf8.tsv") {
+  std::string narrow = "pre-";
+  fl::i18n::append_utf8(narrow, code_units(GetParam()["utf16"]));
+  EXPECT_EQ(narrow, "pre-" + GetParam()["utf8"]);
+}
+
+TEST(I18n, NullPointerIsTheEmptyText) {
+  EXPECT_EQ(utf8_to_ustring(static_cast<char const*>(nullptr)), u"");
 }
 
 TEST(I18n, EveryScalarRoundTrips) {
@@ -45,5 +43,3 @@ TEST(I18n, EveryScalarRoundTrips) {
   }
   EXPECT_EQ(utf8_to_ustring(ustring_to_utf8(utf16)), utf16);
 }
-
-}  // namespace

@@ -1,15 +1,9 @@
 #include "install/cpputil/input_file_parser.hpp"
 
-#include <gmock/gmock.h>
-#include <gtest/gtest.h>
-
 #include <stdexcept>
 
-#include "support/table.hpp"
-#include "support/temp_dir.hpp"
+#include "support/support.hpp"
 #include "support/trace_capture.hpp"
-
-namespace {
 
 using fl::i18n::ustring_to_utf8;
 using fl::i18n::utf8_to_ustring;
@@ -26,45 +20,78 @@ std::string render(install::cpputil::PropertyMap const& map) {
   return out;
 }
 
-// Each kept line is traced at info level (4); turning them into properties traces nothing.
-// A missing file throws; one that does not open, such as a folder, has no lines.
-TEST(InputFileParser, ReadsTrimmedContentLinesTracesAndParsesThem) {
+class InputFile : public testing::TestWithParam<qx::test::Row> {
+ protected:
+  ustring write(std::string const& content) const {
+    qx::test::write_file(dir_.file("answers.txt"), content);
+    return utf8_to_ustring(dir_.file("answers.txt"));
+  }
+  qx::test::TempDir dir_;
+  InputFileParser parser_;
+};
+
+// Kept lines are traced at level 4 as they are read; turning them into properties traces
+// nothing. parse builds the map as it reads: the same map as converting the kept lines.
+TEST_P(InputFile, KeepsTrimmedContentLinesTracesThemAndParsesThem) {
+  ustring const file = write(GetParam()["content"]);
+  EXPECT_EQ(parser_.getUserInputsFromFile(file), GetParam()["kept"]);
+  qx::test::TraceCapture const capture("install::cpputil::InputFileParser");
+  EXPECT_EQ(render(parser_.parse(file)), GetParam()["map"]);
+  std::string traced;
+  for (auto const& line : capture.lines()) traced += line + "\n";
+  EXPECT_EQ(traced, GetParam()["trace"]);
+  EXPECT_EQ(render(parser_.convertInputsToPropertyMap(parser_.getUserInputsFromFile(file))),
+            GetParam()["map"]);
+}
+QX_TABLE_TESTS(InputFile, "input_file_parser_lines.tsv");
+
+class PropertyLines : public InputFile {};
+TEST_P(PropertyLines, ConvertToProperties) {
+  EXPECT_EQ(render(parser_.convertInputsToPropertyMap(GetParam()["inputs"])), GetParam()["map"]);
+}
+TEST_P(PropertyLines, ParseEqualsConvertingTheKeptLines) {
+  ustring const file = write(GetParam()["inputs"]);
+  EXPECT_EQ(parser_.parse(file),
+            parser_.convertInputsToPropertyMap(parser_.getUserInputsFromFile(file)));
+}
+QX_TABLE_TESTS(PropertyLines, "input_file_parser_map.tsv");
+
+QX_TABLE_TEST(TextHelpers, TrimLowerUnderscoresAndShouldAppend, "input_file_parser_strings.tsv") {
+  InputFileParser parser;
+  std::string const& text = GetParam()["text"];
+  ustring blanks = utf8_to_ustring(text);
+  parser.removeUnderscores(blanks);
+  EXPECT_EQ(parser.trim(text), GetParam()["trim"]);
+  EXPECT_EQ(parser.ltrim(text), GetParam()["ltrim"]);
+  EXPECT_EQ(parser.rtrim(text), GetParam()["rtrim"]);
+  EXPECT_EQ(parser.stringToLowerCase(text), GetParam()["lower"]);
+  EXPECT_EQ(ustring_to_utf8(blanks), GetParam()["underscores"]);
+  EXPECT_EQ(shouldAppend(text) ? "kept" : "dropped", GetParam()["shouldAppend"]);
+}
+
+TEST(InputFileParser, AMissingFileOrAnEmptyNameThrows) {
   qx::test::TempDir const dir;
-  ustring const file = utf8_to_ustring(dir.file("answers.txt"));
-  InputFileParser parser;
-  for (auto const& row : qx::test::read_table("input_file_parser_lines.tsv")) {
-    qx::test::write_file(dir.file("answers.txt"), row[1]);
-    EXPECT_EQ(parser.getUserInputsFromFile(file), row[2]) << row[0];
-    qx::test::TraceCapture const capture("install::cpputil::InputFileParser");
-    EXPECT_EQ(render(parser.parse(file)), row[3]) << row[0];
-    std::string traced;
-    for (auto const& record : capture.records())
-      traced += std::to_string(record.severity) + record.message + "\n";
-    EXPECT_EQ(traced, row[4]) << row[0];
-  }
   for (ustring const& name : {ustring(), utf8_to_ustring(dir.file("missing.txt"))})
-    EXPECT_THAT([&] { static_cast<void>(parser.parse(name)); },
+    EXPECT_THAT([&] { static_cast<void>(InputFileParser().parse(name)); },
                 testing::ThrowsMessage<std::runtime_error>("input file does not exist!"));
-  EXPECT_EQ(parser.getUserInputsFromFile(utf8_to_ustring(dir.path().string())), "");  // folder
 }
 
-TEST(InputFileParser, ConvertsLinesToProperties) {
-  InputFileParser parser;
-  for (auto const& row : qx::test::read_table("input_file_parser_map.tsv"))
-    EXPECT_EQ(render(parser.convertInputsToPropertyMap(row[1])), row[2]) << row[0];
+// A folder, a FIFO without a writer and a device read as files that cannot be opened.
+TEST(InputFileParser, AnythingButARegularFileHasNoLinesAndIsNotWaitedFor) {
+  qx::test::TempDir const dir;
+  std::string const names[] = {dir.path().string(), dir.fifo("fifo"), "/dev/zero"};
+  qx::test::expect_returns_within(10, [&names] {
+    for (std::string const& name : names) {
+      EXPECT_EQ(InputFileParser().getUserInputsFromFile(utf8_to_ustring(name)), "") << name;
+      EXPECT_TRUE(InputFileParser().parse(utf8_to_ustring(name)).empty()) << name;
+    }
+  });
 }
 
-TEST(InputFileParser, StringHelpers) {
-  InputFileParser parser;
-  for (auto const& row : qx::test::read_table("input_file_parser_strings.tsv")) {
-    ustring blanks = utf8_to_ustring(row[1]);
-    parser.removeUnderscores(blanks);
-    std::vector<std::string> const got = {
-        parser.trim(row[1]),     parser.ltrim(row[1]),
-        parser.rtrim(row[1]),    parser.stringToLowerCase(row[1]),
-        ustring_to_utf8(blanks), shouldAppend(row[1]) ? "kept" : "dropped"};
-    EXPECT_EQ(got, std::vector<std::string>(row.begin() + 2, row.end())) << row[0];
-  }
+TEST(InputFileParser, LinesHaveNoLengthLimit) {
+  qx::test::TempDir const dir;
+  std::string const value(10U << 20, 'x');
+  qx::test::write_file(dir.file("line.txt"), "K=" + value);
+  EXPECT_EQ(InputFileParser().parse(utf8_to_ustring(dir.file("line.txt"))),
+            (install::cpputil::PropertyMap{{u"k", ustring(value.size(), u'x')}}));
 }
-
-}  // namespace

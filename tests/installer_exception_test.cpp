@@ -1,12 +1,8 @@
 #include "install/cpputil/installer_exception.hpp"
 
-#include <gtest/gtest.h>
-
 #include <type_traits>
 
-#include "support/table.hpp"
-
-namespace {
+#include "support/support.hpp"
 
 using install::cpputil::InstallerException;
 
@@ -15,19 +11,21 @@ static_assert(std::is_base_of_v<std::runtime_error, InstallerException>);
 static_assert(std::is_same_v<decltype(&InstallerException::what),
                              char const* (std::runtime_error::*)() const noexcept>);
 
-TEST(InstallerException, KeepsFourTextsAndReportsSecondary) {
-  auto const texts = [](InstallerException const& e) {
-    return e.getErrorCode() + "|" + e.getPrimaryErrorMessage() + "|" +
-           e.getSecondaryErrorMessage() + "|" + e.getLocation() + "|" + e.what();
-  };
+std::string texts(InstallerException const& e) {
+  return e.getErrorCode() + "|" + e.getPrimaryErrorMessage() + "|" + e.getSecondaryErrorMessage() +
+         "|" + e.getLocation() + "|" + e.what();
+}
+
+TEST(InstallerException, FourTextsKeptAndWhatIsTheSecondary) {
   EXPECT_EQ(texts(InstallerException("E42", "primary", "secondary", "Scope::name")),
             "E42|primary|secondary|Scope::name|secondary");
+}
+
+TEST(InstallerException, OneTextIsWhatAndTheSecondary) {
   EXPECT_EQ(texts(InstallerException("boom")), "||boom||boom");
 }
 
-TEST(CreateLocation, JoinsUnlessNameIsEmptyOrEqual) {
-  for (auto const& row : qx::test::read_table("installer_exception_locations.tsv"))
-    EXPECT_EQ(install::cpputil::createLocation(row[1], row[2]), row[3]) << row[0];
+QX_TABLE_TEST(CreateLocation, JoinsUnlessNameIsEmptyOrEqual, "installer_exception_locations.tsv") {
+  EXPECT_EQ(install::cpputil::createLocation(GetParam()["scope"], GetParam()["name"]),
+            GetParam()["location"]);
 }
-
-}  // namespace

@@ -1,11 +1,7 @@
 #include "install/cpputil/installer_locale.hpp"
 
-#include <gtest/gtest.h>
-
-#include "support/temp_dir.hpp"
+#include "support/support.hpp"
 #include "support/trace_capture.hpp"
-
-namespace {
 
 TEST(InstallerLocale, JoinsMessagesLanguageAndRegionWithUnderscore) {
   qx::test::TraceCapture const trace("install::cpputil::InstallerLocale");
@@ -16,7 +12,5 @@ TEST(InstallerLocale, JoinsMessagesLanguageAndRegionWithUnderscore) {
     qx::test::ScopedEnv const env("LC_MESSAGES", messages);
     EXPECT_EQ(install::cpputil::installer_locale::getLocale(), expected) << messages;
   }
-  EXPECT_TRUE(trace.records().empty());
+  EXPECT_TRUE(trace.lines().empty());
 }
-
-}  // namespace

@@ -1,33 +1,24 @@
 #include "foundation/network/iri.hpp"
 
-#include <gtest/gtest.h>
-
 #include <stdexcept>
 
-#include "support/table.hpp"
-
-namespace {
+#include "support/support.hpp"
 
 using foundation::network::IRI;
 using foundation::network::iri::Encoding;
 
-static_assert(static_cast<int>(Encoding::decoded) == 0);
-
-TEST(IRI, SplitsComponentsAsWrittenOrRefuses) {
-  for (auto const& row : qx::test::read_table("iri.tsv")) {
-    if (row[2] == "refused") {
-      EXPECT_THROW(IRI{row[1]}, std::invalid_argument) << row[0];
-      continue;
-    }
-    IRI const iri(row[1]);
-    EXPECT_EQ(iri.hasUserInfo(), row[2] == "1") << row[0];
-    EXPECT_EQ(iri.hasScheme(), !row[3].empty()) << row[0];
-    EXPECT_EQ(iri.getSchemeUtf8(), row[3]) << row[0];
-    EXPECT_EQ(iri.getHostUtf8(Encoding::decoded), row[4]) << row[0];
-    EXPECT_EQ(iri.getHostUtf8(Encoding::encoded), row[5]) << row[0];
-    EXPECT_EQ(iri.getPathUtf8(Encoding::decoded), row[6]) << row[0];
-    EXPECT_EQ(iri.getPathUtf8(Encoding::encoded), row[7]) << row[0];
+QX_TABLE_TEST(Iri, SplitsComponentsAsWrittenOrRefuses, "iri.tsv") {
+  qx::test::Row const& row = GetParam();
+  if (row["userinfo"] == "refused") {
+    EXPECT_THROW(IRI{row["text"]}, std::invalid_argument);
+    return;
   }
+  IRI const iri(row["text"]);
+  EXPECT_EQ(iri.hasUserInfo(), row["userinfo"] == "1");
+  EXPECT_EQ(iri.hasScheme(), !row["scheme"].empty());
+  EXPECT_EQ(iri.getSchemeUtf8(), row["scheme"]);
+  EXPECT_EQ(iri.getHostUtf8(Encoding::decoded), row["host"]);
+  EXPECT_EQ(iri.getHostUtf8(Encoding::encoded), row["host_encoded"]);
+  EXPECT_EQ(iri.getPathUtf8(Encoding::decoded), row["path"]);
+  EXPECT_EQ(iri.getPathUtf8(Encoding::encoded), row["path_encoded"]);
 }
-
-}  // namespace

@@ -1,13 +1,9 @@
 #include "install/platformutil/platform_utility.hpp"
 
-#include <gtest/gtest.h>
-
 #include <clocale>
 #include <regex>
 
-#include "support/temp_dir.hpp"
-
-namespace {
+#include "support/support.hpp"
 
 using install::platformutil::PlatformUtility;
 
@@ -37,5 +33,3 @@ TEST(PlatformUtility, UserNameComesFromTheAccountDatabase) {
   qx::test::ScopedEnv const user("USER", "somebody-else");
   EXPECT_EQ(PlatformUtility().getPlatformUserName(), name);
 }
-
-}  // namespace

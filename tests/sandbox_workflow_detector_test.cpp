@@ -1,15 +1,11 @@
 #include "install/cpputil/sandbox_workflow_detector.hpp"
 
-#include <gtest/gtest.h>
-
 #include "fl/filesystem.hpp"
-#include "support/temp_dir.hpp"
+#include "support/support.hpp"
 
 #ifdef __linux__
 #include <link.h>
 #endif
-
-namespace {
 
 using install::cpputil::SandboxWorkflowDetector;
 
@@ -56,5 +52,3 @@ TEST(InstallPath, DefaultIsTheFolderAboveThePlatformLibrary) {
       std::filesystem::canonical(library).parent_path().parent_path());
 }
 #endif
-
-}  // namespace

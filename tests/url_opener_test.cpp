@@ -1,22 +1,25 @@
 #include "install/cpputil/url_opener.hpp"
 
-#include <gmock/gmock.h>
-
 #include <regex>
 #include <stdexcept>
 #include <system_error>
 
 #include "install/cpputil/logger.hpp"
-#include "support/table.hpp"
-#include "support/temp_dir.hpp"
-
-namespace {
+#include "support/support.hpp"
 
 using install::cpputil::URLOpener;
+using Row = qx::test::Row;
 
-TEST(URLOpener, AllowsOnlyTheDomainAndLocalDocuments) {
-  for (auto const& row : qx::test::read_table("url_opener_urls.tsv"))
-    EXPECT_EQ(URLOpener::isAllowedUrl(row[1]), row[2] == "allowed") << row[0];
+QX_TABLE_TEST(AllowedUrl, OnlyTheDomainAndLocalDocuments, "url_opener_urls.tsv") {
+  EXPECT_EQ(URLOpener::isAllowedUrl(GetParam()["url"]), GetParam()["verdict"] == "allowed");
+}
+
+// A prefix, then a piece repeated to a megabyte, then a suffix.
+QX_TABLE_TEST(MegabyteUrl, GetsTheVerdictOfItsShortForm, "hostile_input_urls.tsv") {
+  std::string url = GetParam()["prefix"];
+  while (url.size() < GetParam()["prefix"].size() + (1U << 20)) url += GetParam()["piece"];
+  EXPECT_EQ(URLOpener::isAllowedUrl(url + GetParam()["suffix"]),
+            GetParam()["verdict"] == "allowed");
 }
 
 struct MockOpener : URLOpener {
@@ -24,43 +27,44 @@ struct MockOpener : URLOpener {
               (const, override));
 };
 
-TEST(URLOpener, OpenUrlReportsFailuresInTheLog) {
+class OpenUrl : public testing::TestWithParam<Row> {
+ protected:
+  qx::test::TempDir dir_;
+  std::string const log_ = dir_.file("install.log");
+};
+TEST_P(OpenUrl, ReportsAFailedLaunchInTheLog) {
   std::string const url = "https://www.quillford.com/caf\xC3\xA9?a=1&b=2";
 #ifdef __APPLE__
   std::string const program = "/usr/bin/open";
 #else
   std::string const program = "/usr/bin/xdg-open";
 #endif
+  std::string const& launch = GetParam()["launch"];
+  install::cpputil::logger::Logger const logger(log_);
+  MockOpener opener;
+  EXPECT_CALL(opener, runCommand(program, std::vector<std::string>{url})).WillOnce([&] {
+    if (launch == "throw-int") throw 42;
+    if (launch.starts_with("throw ")) throw std::runtime_error(launch.substr(6));
+    return std::stoi(launch.substr(7));
+  });
+  EXPECT_EQ(opener.openUrl(fl::i18n::utf8_to_ustring(url)), GetParam()["log"].empty());
+  std::string const log = qx::test::untimed(qx::test::read_file(log_));
+  EXPECT_EQ(std::regex_replace(log, std::regex(R"((^|\n)\(T\) )"), "$1"), GetParam()["log"]);
+}
+QX_TABLE_TESTS(OpenUrl, "url_opener_launch.tsv");
+
+// The shell works in a fresh folder, where a planted file would show.
+QX_TABLE_TEST(RunCommand, HandsEachArgumentOverWithoutAShell, "url_opener_arguments.tsv") {
   qx::test::TempDir const dir;
-  auto const log = dir.path() / "install.log";
-  install::cpputil::logger::Logger const logger(log.string());
-  static std::regex const stamp(R"((^|\n)\([^)]*\) )");  // each entry's "(time) "
-  for (auto const& row : qx::test::read_table("url_opener_launch.tsv")) {
-    std::filesystem::remove(log);
-    MockOpener opener;
-    EXPECT_CALL(opener, runCommand(program, std::vector<std::string>{url})).WillOnce([&] {
-      if (row[1] == "throw-int") throw 42;
-      if (row[1].starts_with("throw ")) throw std::runtime_error(row[1].substr(6));
-      return std::stoi(row[1].substr(7));
-    });
-    EXPECT_EQ(opener.openUrl(fl::i18n::utf8_to_ustring(url)), row[2].empty()) << row[0];
-    EXPECT_EQ(std::regex_replace(qx::test::read_file(log), stamp, "$1"), row[2]) << row[0];
-  }
+  std::string const script = "cd \"$2\" && printf '%s' \"$1\" > out; exit $#";  // status 2
+  EXPECT_EQ(
+      URLOpener().runCommand("/bin/sh", {"-c", script, "sh", GetParam()["argument"], dir.file("")}),
+      2);
+  EXPECT_EQ(qx::test::read_file(dir.path() / "out"), GetParam()["argument"]);
+  EXPECT_FALSE(std::filesystem::exists(dir.path() / "planted"));
 }
 
-TEST(URLOpener, RunCommandRunsTheProgramWithoutAShell) {
-  URLOpener const opener;
-  qx::test::TempDir dir;  // the shell works in here, where a planted file would show
-  std::string const script = "cd \"$2\" && printf '%s' \"$1\" > out; exit $#";  // status 2
-  for (auto const& row : qx::test::read_table("url_opener_arguments.tsv")) {
-    EXPECT_EQ(opener.runCommand("/bin/sh", {"-c", script, "sh", row[1], dir.file("")}), 2)
-        << row[0];
-    EXPECT_EQ(qx::test::read_file(dir.path() / "out"), row[1]) << row[0];
-  }
-  EXPECT_FALSE(std::filesystem::exists(dir.path() / "planted"));
-
-  EXPECT_THAT([&] { static_cast<void>(opener.runCommand("/no/such/opener", {"x"})); },
+TEST(RunCommand, AProgramThatCannotStartThrowsSystemErrorNamingIt) {
+  EXPECT_THAT([] { static_cast<void>(URLOpener().runCommand("/no/such/opener", {"x"})); },
               testing::ThrowsMessage<std::system_error>(testing::HasSubstr("/no/such/opener")));
 }
-
-}  // namespace

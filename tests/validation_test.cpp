@@ -1,37 +1,29 @@
 #include "install/cpputil/validation.hpp"
 
-#include <gmock/gmock.h>
-#include <gtest/gtest.h>
-
-#include <regex>
+#include <sys/stat.h>
 #include <stdexcept>
 
 #include "install/cpputil/logger.hpp"
-#include "support/table.hpp"
-#include "support/temp_dir.hpp"
-
-namespace {
+#include "support/support.hpp"
 
 using namespace install::cpputil;
 using testing::ThrowsMessage;
 
-TEST(Validation, ValueRules) {
-  for (auto const& row : qx::test::read_table("validation_rules.tsv")) {
-    for (std::size_t i = 3; i < row.size(); ++i) {
-      SCOPED_TRACE(row[0] + ": '" + row[i] + "'");
-      auto const check = [&] { validate_arg("k", row[i], row[1]); };
-      std::string const text = "key='k' value='" + row[i] + "' rule='" + row[1] + "'";
-      if (row[2] == "pass") {
-        EXPECT_NO_THROW(check());
-      } else {  // what() is a C string: a NUL ends it
-        EXPECT_THAT(check, ThrowsMessage<std::invalid_argument>(text.c_str()));
-      }
-    }
+QX_TABLE_TEST(ValueRule, PassesOrThrowsInvalidArgumentNamingKeyValueAndRule,
+              "validation_rules.tsv") {
+  std::string const& value = GetParam()["value"];
+  std::string const& rule = GetParam()["rule"];
+  auto const check = [&] { validate_arg("k", value, rule); };
+  if (GetParam()["verdict"] == "pass") {
+    EXPECT_NO_THROW(check());
+  } else {  // what() is a C string: a NUL ends it
+    std::string const text = "key='k' value='" + value + "' rule='" + rule + "'";
+    EXPECT_THAT(check, ThrowsMessage<std::invalid_argument>(text.c_str()));
   }
 }
 
 // Rules apply in key order up to the first failure; a value or rule without partner is skipped.
-TEST(Validation, ValidateArgsStopsAtTheFirstFailureInKeyOrder) {
+TEST(ValidateArgs, StopsAtTheFirstFailureInKeyOrder) {
   using Map = std::map<std::string, std::string>;
   Map const args{{"c", "y"}, {"b", "x"}, {"a", "1"}, {"d", "z"}},
       rules{{"a", "intval"}, {"b", "intval"}, {"c", "intval"}};
@@ -40,33 +32,48 @@ TEST(Validation, ValidateArgsStopsAtTheFirstFailureInKeyOrder) {
   EXPECT_NO_THROW(validate_args(args, {{"a", "intval"}, {"e", "intval"}}));
 }
 
-// A file rule needs an existing file of at least one byte; failing, it logs two lines.
-TEST(Validation, FileRule) {
-  qx::test::TempDir const dir;
-  std::string const log = dir.file("install.log"), missing = dir.file("missing.txt"),
-                    empty = dir.file("empty.txt"), one = dir.file("one.txt");
-  qx::test::write_file(empty, "");
-  qx::test::write_file(one, "1");
-  EXPECT_TRUE(validate_rfile(one));
-  for (std::string const& path : {empty, missing, std::string(), one + "/below", dir.file("")})
-    EXPECT_FALSE(validate_rfile(path)) << path;
-  {
-    logger::Logger const scope(log);
-    // Value rules, passing file rules and arguments after a failure write nothing.
-    EXPECT_THROW(validate_args({{"a", "x"}, {"b", missing}}, {{"a", "intval"}, {"b", "rfile"}}),
-                 std::invalid_argument);
-    EXPECT_NO_THROW(validate_arg("f", one, "rfile"));
-    EXPECT_EQ(qx::test::read_file(log), "");
-    EXPECT_THAT([&] { validate_arg("f", missing, "rfile"); },
-                ThrowsMessage<std::runtime_error>("key='f' value='" + missing + "' rule='rfile'"));
-    EXPECT_THAT([&] { validate_arg("g", empty, "rfile:x"); },
-                ThrowsMessage<std::runtime_error>("key='g' value='" + empty + "' rule='rfile:x'"));
+class FileRule : public testing::Test {
+ protected:
+  qx::test::TempDir dir_;
+  std::string const log_ = dir_.file("install.log"), missing_ = dir_.file("missing.txt"),
+                    empty_ = dir_.file("empty.txt"), one_ = dir_.file("one.txt");
+  void SetUp() override {
+    qx::test::write_file(empty_, "");
+    qx::test::write_file(one_, "1");
   }
-  std::regex const time(R"(\([A-Z][a-z]{2} \d{1,2}, \d{4} \d{2}:\d{2}:\d{2}\))");
-  EXPECT_EQ(std::regex_replace(qx::test::read_file(log), time, "(T)"),
-            "(T) Error reading file " + missing + "\n(T) File '" + missing +
-                "' does not exist or it's empty\n(T) Error reading file " + empty + "\n(T) File '" +
-                empty + "' does not exist or it's empty\n");
+};
+
+TEST_F(FileRule, NeedsAnExistingRegularFileOfOneByteOrMore) {
+  EXPECT_TRUE(validate_rfile(one_));
+  ASSERT_EQ(::mkfifo(dir_.file("fifo").c_str(), 0600), 0);
+  std::string const refused[] = {empty_,
+                                 missing_,
+                                 "",
+                                 one_ + "/below",
+                                 dir_.file(""),
+                                 dir_.file(std::string(300, 'n')),
+                                 dir_.file("fifo"),
+                                 "/dev/zero"};
+  qx::test::expect_returns_within(10, [&] {
+    for (std::string const& path : refused) EXPECT_FALSE(validate_rfile(path)) << path;
+  });
 }
 
-}  // namespace
+TEST_F(FileRule, AFailureLogsTwoLinesThenThrowsRuntimeError) {
+  {
+    logger::Logger const scope(log_);
+    // Value rules, passing file rules and arguments after a failure write nothing.
+    EXPECT_THROW(validate_args({{"a", "x"}, {"b", missing_}}, {{"a", "intval"}, {"b", "rfile"}}),
+                 std::invalid_argument);
+    EXPECT_NO_THROW(validate_arg("f", one_, "rfile"));
+    EXPECT_EQ(qx::test::read_file(log_), "");
+    EXPECT_THAT([&] { validate_arg("f", missing_, "rfile"); },
+                ThrowsMessage<std::runtime_error>("key='f' value='" + missing_ + "' rule='rfile'"));
+    EXPECT_THAT([&] { validate_arg("g", empty_, "rfile:x"); },
+                ThrowsMessage<std::runtime_error>("key='g' value='" + empty_ + "' rule='rfile:x'"));
+  }
+  EXPECT_EQ(qx::test::untimed(qx::test::read_file(log_)),
+            "(T) Error reading file " + missing_ + "\n(T) File '" + missing_ +
+                "' does not exist or it's empty\n(T) Error reading file " + empty_ +
+                "\n(T) File '" + empty_ + "' does not exist or it's empty\n");
+}

@@ -1,39 +1,27 @@
 #pragma once
 
-#include <memory>
-#include <mutex>
+#include <boost/log/sinks/sync_frontend.hpp>
 #include <string>
 #include <vector>
 
 namespace qx::test {
 
-/// One captured trace record.
-struct TraceRecord {
-  std::string channel;
-  unsigned severity = 0;
-  std::string message;
-  friend bool operator==(TraceRecord const&, TraceRecord const&) = default;
-};
-
-/// Enables `levels` on the channel `channel` and collects its records through a Boost.Log
-/// sink for the object's lifetime; afterwards the channel's mask is 0 again.
+/// Enables `levels` on the trace channel `channel` and collects its records through a
+/// Boost.Log sink until the scope ends; the channel's mask is 0 again afterwards.
 class TraceCapture {
  public:
   explicit TraceCapture(std::string channel, unsigned levels = 4U | 8U);
   ~TraceCapture();
   TraceCapture(TraceCapture const&) = delete;
   TraceCapture& operator=(TraceCapture const&) = delete;
-
-  /// The records captured so far, in order.
-  [[nodiscard]] std::vector<TraceRecord> records() const;
-  /// The messages captured so far, in order.
-  [[nodiscard]] std::vector<std::string> messages() const;
-  /// Forgets what was captured.
+  /// The records so far, in order, each its level followed by its message ("4 msg=x").
+  [[nodiscard]] std::vector<std::string> lines() const;
+  /// Forgets the records so far.
   void clear();
 
  private:
-  struct impl;
-  std::unique_ptr<impl> impl_;
+  struct collector;
+  boost::shared_ptr<boost::log::sinks::synchronous_sink<collector>> sink_;
 };
 
 }  // namespace qx::test

@@ -1,0 +1,69 @@
+// The file layer when the kernel interrupts, writes short or fails: this test's build of the
+// layer routes its system calls to fakes (support/fake_posix.hpp).
+#include <fcntl.h>
+#include <cerrno>
+
+#include "fl/filesystem.hpp"
+#include "support/fake_posix.hpp"
+#include "support/support.hpp"
+
+using qx::fake::script;
+
+class FileFaults : public testing::Test {
+ protected:
+  void SetUp() override { script = {}; }
+  [[nodiscard]] fl::filesystem::basic_ofstream<char> open_log() const {
+    return fl::filesystem::basic_ofstream<char>(
+        fl::filesystem::make_path(fl::i18n::utf8_to_ustring(log_)), std::ios::app);
+  }
+  qx::test::TempDir dir_;
+  std::string const log_ = dir_.file("log");
+};
+
+TEST_F(FileFaults, OpensWithoutBlockingAndClearsTheFlagOnceChecked) {
+  auto const out = open_log();
+  int const wanted = O_NONBLOCK | O_CLOEXEC | O_NOCTTY | O_APPEND | O_CREAT | O_WRONLY;
+  ASSERT_EQ(script.open_flags.size(), 1U);
+  EXPECT_EQ(script.open_flags[0] & wanted, wanted);
+  ASSERT_EQ(script.set_flags.size(), 1U);
+  EXPECT_EQ(script.set_flags[0] & O_NONBLOCK, 0);
+}
+
+TEST_F(FileFaults, InterruptedCallsAreRetriedAndShortWritesContinued) {
+  script.open_errors = {EINTR};
+  script.write_errors = {EINTR};
+  script.short_write_limit = 5;
+  auto out = open_log();
+  out << "survives interruptions";
+  out.close();
+  EXPECT_TRUE(out.good());
+  EXPECT_EQ(script.open_flags.size(), 2U);
+  EXPECT_EQ(qx::test::read_file(log_), "survives interruptions");
+}
+
+TEST_F(FileFaults, EachFlushIsOneWrite) {
+  std::string const big(100000, 'x');
+  auto out = open_log();
+  out << "first " << big << '\n' << std::flush << "second\n";
+  out.close();
+  EXPECT_EQ(script.writes, (std::vector<std::size_t>{big.size() + 7, 7}));
+}
+
+TEST_F(FileFaults, CloseIsNotRetriedAfterEintr) {
+  script.close_error = EINTR;
+  auto out = open_log();
+  out << "closed once";
+  out.close();
+  EXPECT_TRUE(out.fail());
+  EXPECT_EQ(script.close_calls, 1);
+  EXPECT_EQ(qx::test::read_file(log_), "closed once");
+}
+
+TEST_F(FileFaults, AFailedWriteFailsTheStreamAndWritesNothing) {
+  for (int const error : {ENOSPC, EIO}) {
+    script.write_errors = {error};
+    auto out = open_log();
+    EXPECT_TRUE((out << "dropped" << std::flush).fail()) << error;
+  }
+  EXPECT_EQ(qx::test::read_file(log_), "");
+}

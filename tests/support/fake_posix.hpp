@@ -1,0 +1,36 @@
+#pragma once
+
+// Fakes for the file layer's system calls: the fault tests build the file layer with this
+// header forced in, so that QX_POSIX_CALL routes each call here. A call that nothing in the
+// script fails reaches the system.
+
+#include <sys/stat.h>
+#include <sys/types.h>
+#include <unistd.h>
+#include <deque>
+#include <vector>
+
+#define QX_POSIX_CALL(call) ::qx::fake::call
+
+namespace qx::fake {
+
+/// What the next calls do, and what they were asked; a test resets it.
+struct Script {
+  std::deque<int> open_errors, write_errors;  ///< errno of the next calls; 0 lets one through
+  std::size_t short_write_limit = 0;          ///< when set, the most each write hands over
+  int close_error = 0;                        ///< errno of every close, after really closing
+  std::vector<int> open_flags, set_flags;     ///< the flags of each open and fcntl(F_SETFL)
+  std::vector<std::size_t> writes;            ///< the sizes handed to the real write
+  int close_calls = 0;
+};
+inline Script script;
+
+int open(char const* name, int flags, mode_t mode);
+ssize_t write(int fd, void const* data, std::size_t size);
+int fcntl(int fd, int command, int argument = 0);
+int close(int fd);
+using ::fstat;  // not faked
+using ::lseek;
+using ::read;
+
+}  // namespace qx::fake

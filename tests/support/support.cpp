@@ -1,0 +1,131 @@
+#include "support/support.hpp"
+
+#include <sys/stat.h>
+#include <sys/wait.h>
+#include <unistd.h>
+#include <csignal>
+#include <cstdlib>
+#include <fstream>
+#include <iterator>
+#include <regex>
+#include <stdexcept>
+
+namespace qx::test {
+
+TempDir::TempDir() {
+  std::string pattern = (std::filesystem::temp_directory_path() / "qxtest-XXXXXX").string();
+  if (mkdtemp(pattern.data()) == nullptr) throw std::runtime_error("mkdtemp failed");
+  path_ = pattern;
+}
+
+TempDir::~TempDir() {
+  std::error_code ec;
+  std::filesystem::remove_all(path_, ec);
+}
+
+std::string TempDir::fifo(std::string const& name) const {
+  if (::mkfifo(file(name).c_str(), 0600) != 0) throw std::runtime_error("mkfifo failed");
+  return file(name);
+}
+
+void write_file(std::filesystem::path const& path, std::string const& content) {
+  if (!(std::ofstream(path, std::ios::binary) << content).flush())
+    throw std::runtime_error("cannot write " + path.string());
+}
+
+std::string read_file(std::filesystem::path const& path) {
+  std::ifstream in(path, std::ios::binary);
+  return {std::istreambuf_iterator<char>(in), std::istreambuf_iterator<char>()};
+}
+
+ScopedEnv::ScopedEnv(std::string name, char const* value) : name_(std::move(name)) {
+  if (char const* old = std::getenv(name_.c_str())) old_ = old;
+  value != nullptr ? setenv(name_.c_str(), value, 1) : unsetenv(name_.c_str());
+}
+
+ScopedEnv::~ScopedEnv() {
+  old_ ? setenv(name_.c_str(), old_->c_str(), 1) : unsetenv(name_.c_str());
+}
+
+std::string untimed(std::string const& text) {
+  static std::regex const time(
+      R"(\((Jan|Feb|Mar|Apr|May|Jun|Jul|Aug|Sep|Oct|Nov|Dec) \d\d, \d{4} \d\d:\d\d:\d\d\) )");
+  return std::regex_replace(text, time, "(T) ");
+}
+
+std::string what_of(std::function<void()> const& call) {
+  try {
+    call();
+  } catch (std::exception const& error) {
+    return error.what();
+  }
+  return "no exception";
+}
+
+void expect_returns_within(unsigned seconds, std::function<void()> const& body) {
+  pid_t const child = fork();
+  ASSERT_GE(child, 0);
+  if (child == 0) {
+    alarm(seconds);
+    body();
+    std::_Exit(testing::Test::HasFailure() ? 1 : 0);
+  }
+  int status = 0;
+  ASSERT_EQ(waitpid(child, &status, 0), child);
+  EXPECT_FALSE(WIFSIGNALED(status) && WTERMSIG(status) == SIGALRM) << "blocked " << seconds << " s";
+  EXPECT_TRUE(WIFEXITED(status) && WEXITSTATUS(status) == 0) << "the child failed or died";
+}
+
+namespace {
+
+std::vector<std::string> fields_of(std::string const& line) {
+  std::vector<std::string> fields;
+  for (std::size_t start = 0, tab = 0; tab != std::string::npos; start = tab + 1) {
+    tab = line.find('\t', start);
+    std::string const field = line.substr(start, tab - start);
+    std::string& out = fields.emplace_back();
+    for (std::size_t i = 0; field != "\\e" && i < field.size(); ++i) {
+      if (field[i] != '\\' || i + 1 == field.size()) {
+        out.push_back(field[i]);
+      } else if (field[++i] == 'x') {
+        out.push_back(static_cast<char>(std::stoi(field.substr(i + 1, 2), nullptr, 16)));
+        i += 2;
+      } else {
+        static constexpr std::string_view names = "tnrvf0", bytes("\t\n\r\v\f\0", 6);
+        auto const named = names.find(field[i]);
+        out.push_back(named == std::string_view::npos ? field[i] : bytes[named]);
+      }
+    }
+  }
+  return fields;
+}
+
+}  // namespace
+
+std::vector<Row> read_table(std::string const& name) {
+  std::ifstream in(std::string(QX_TEST_DATA_DIR) + "/" + name);
+  if (!in) throw std::runtime_error("missing test table " + name);
+  std::vector<std::string> columns;
+  std::vector<Row> rows;
+  for (std::string line; std::getline(in, line);) {
+    if (line.empty() || line[0] == '#') continue;
+    auto fields = fields_of(line);
+    if (columns.empty()) {
+      columns = std::move(fields);
+      continue;
+    }
+    if (fields.size() != columns.size())
+      throw std::runtime_error(name + ": wrong number of fields in: " + line);
+    Row& row = rows.emplace_back(Row{{}, fields.front()});
+    for (std::size_t i = 0; i < fields.size(); ++i) row.fields.emplace(columns[i], fields[i]);
+  }
+  return rows;
+}
+
+std::string row_name(testing::TestParamInfo<Row> const& info) {
+  std::string name = info.param.name;
+  for (char& c : name) c = std::isalnum(static_cast<unsigned char>(c)) ? c : '_';
+  return name;
+}
+
+}  // namespace qx::test

@@ -1,0 +1,90 @@
+#pragma once
+
+// What the tests share: a scratch folder, environment variables for a scope, log text without
+// its times, a deadline for calls that could hang, and data tables as test parameters.
+
+#include <gmock/gmock.h>
+
+#include <filesystem>
+#include <functional>
+#include <map>
+#include <optional>
+#include <ostream>
+#include <stdexcept>
+#include <string>
+#include <vector>
+
+namespace qx::test {
+
+/// A fresh folder under the temporary folder, removed with everything in it.
+class TempDir {
+ public:
+  TempDir();
+  ~TempDir();
+  TempDir(TempDir const&) = delete;
+  TempDir& operator=(TempDir const&) = delete;
+  [[nodiscard]] std::filesystem::path const& path() const { return path_; }
+  [[nodiscard]] std::string file(std::string const& name) const { return (path_ / name).string(); }
+  /// Makes the FIFO `name` in the folder, with no process at either end.
+  std::string fifo(std::string const& name) const;
+
+ private:
+  std::filesystem::path path_;
+};
+
+void write_file(std::filesystem::path const& path, std::string const& content);
+/// The whole content of `path`; empty when it cannot be read.
+[[nodiscard]] std::string read_file(std::filesystem::path const& path);
+
+/// Sets an environment variable (unsets it for a null `value`) until the scope ends.
+class ScopedEnv {
+ public:
+  ScopedEnv(std::string name, char const* value);
+  ~ScopedEnv();
+  ScopedEnv(ScopedEnv const&) = delete;
+  ScopedEnv& operator=(ScopedEnv const&) = delete;
+
+ private:
+  std::string name_;
+  std::optional<std::string> old_;
+};
+
+/// `text` with each log entry's time "(Mon DD, YYYY HH:MM:SS) " written as "(T) ".
+[[nodiscard]] std::string untimed(std::string const& text);
+/// The what() of the std::exception that `call` throws, or "no exception".
+[[nodiscard]] std::string what_of(std::function<void()> const& call);
+/// Runs `body` in a child process that SIGALRM ends after `seconds`; the test fails when the
+/// child hangs, dies or fails an expectation of its own (reported in its output).
+void expect_returns_within(unsigned seconds, std::function<void()> const& body);
+
+/// One row of a data table: its fields by column name; the first field names the row.
+struct Row {
+  std::map<std::string, std::string, std::less<>> fields;
+  std::string name;
+  [[nodiscard]] std::string const& operator[](std::string_view column) const {
+    auto const field = fields.find(column);
+    if (field == fields.end()) throw std::out_of_range("no column " + std::string(column));
+    return field->second;
+  }
+  friend void PrintTo(Row const& row, std::ostream* out) { *out << row.name; }
+};
+
+/// The rows of tests/data/<name>: TAB-separated fields; lines that are empty or start with
+/// '#' are skipped and the first other line names the columns. In fields, backslash escapes
+/// (t n r v f 0, a backslash, xHH) stand for their byte, and exactly \e is the empty text.
+[[nodiscard]] std::vector<Row> read_table(std::string const& name);
+[[nodiscard]] std::string row_name(testing::TestParamInfo<Row> const& info);
+
+}  // namespace qx::test
+
+/// Runs every TEST_P of `suite` (a testing::TestWithParam<qx::test::Row>) on each row of
+/// tests/data/<file>, each row a test of its own named after it.
+#define QX_TABLE_TESTS(suite, file)                                                     \
+  INSTANTIATE_TEST_SUITE_P(Table, suite, testing::ValuesIn(qx::test::read_table(file)), \
+                           qx::test::row_name)
+
+/// A table-driven test without a fixture of its own: the body runs on each row (GetParam()).
+#define QX_TABLE_TEST(suite, name, file)                         \
+  class suite : public testing::TestWithParam<qx::test::Row> {}; \
+  QX_TABLE_TESTS(suite, file);                                   \
+  TEST_P(suite, name)
