@@ -1,0 +1,52 @@
+#pragma once
+
+#include <cstddef>
+#include <map>
+#include <string>
+#include <vector>
+
+#include "install/cpputil/export.hpp"
+#include "install/cpputil/input_file_parser.hpp"
+
+namespace install::cpputil {
+
+/// How much a finding in an input file matters.
+enum class DiagnosticSeverity { error, warning, note };
+
+/// One finding in an input file.
+struct InputFileDiagnostic {
+  /// 1-based, counting every physical line of the file; 0 for the file as a whole.
+  std::size_t line = 0;
+  /// error, warning or note.
+  DiagnosticSeverity severity = DiagnosticSeverity::error;
+  /// What was found, such as "ignored-line" or "rule-failed".
+  std::string code;
+  /// English: what was found and what the parser did with it.
+  std::string message;
+
+  friend bool operator==(InputFileDiagnostic const&, InputFileDiagnostic const&) = default;
+};
+
+/// An input file read with diagnostics.
+struct InputFileReport {
+  /// Exactly what InputFileParser::parse returns for the same file.
+  PropertyMap properties;
+  /// Every finding, ordered by line (findings of one line in the order they were made).
+  std::vector<InputFileDiagnostic> diagnostics;
+};
+
+/// Reads `fileName` exactly as InputFileParser::parse does and reports, beside the same map,
+/// every line the parser ignores or reads surprisingly: ignored-line, empty-key,
+/// list-key-assignment, list-line-ignored and duplicate-key, byte-order-mark, invalid-utf8 and
+/// comment-in-value. With `rules` (as validate_args takes them; empty means none) it also
+/// reports rule-failed for every single value that fails, unknown-key, unknown-rule and
+/// missing-key. Writes nothing to the installation log and traces nothing. Throws
+/// std::runtime_error "input file does not exist!" for a missing file or an empty name, as
+/// parse does; a file that cannot be opened gives an empty report.
+[[nodiscard]] QX_CPPUTIL_API InputFileReport
+checkInputFile(ustring const& fileName, std::map<std::string, std::string> const& rules = {});
+
+/// "error", "warning" or "note".
+[[nodiscard]] QX_CPPUTIL_API char const* toString(DiagnosticSeverity severity) noexcept;
+
+}  // namespace install::cpputil
