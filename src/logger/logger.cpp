@@ -1,10 +1,12 @@
 #include "install/cpputil/logger.hpp"
 
 #include <mutex>
+#include <set>
 #include <stdexcept>
 
 #include "fl/filesystem.hpp"
 #include "foundation/log/diagnostic_logger.hpp"
+#include "inputfile/input_lines.hpp"
 #include "install/platformutil/platform_utility.hpp"
 
 namespace install::cpputil::logger {
@@ -185,7 +187,11 @@ void append_message(std::string const& message) {
   append_message(fl::i18n::utf8_to_ustring(message));
 }
 
-void append_file(ustring const& file) {
+namespace {
+
+// append_file's work: the checks, then the framed entry with each line as `copy` gives it.
+template <class Copy>
+void append_framed(ustring const& file, Copy&& copy) {
   if (!has_destination()) {
     FL_TRACE(trace_channel, debug_level, "append_file: The output file destination is not set.");
     throw std::runtime_error("Logger destination was not initialized.");
@@ -202,7 +208,7 @@ void append_file(ustring const& file) {
   if (!input.is_open()) throw std::runtime_error("append_file: Cannot open file.");
   std::string line;
   while (std::getline(input, line)) {
-    entry += line;
+    copy(entry, line);
     entry.push_back('\n');
     FL_TRACE(trace_channel, info_level, " line=", line);
   }
@@ -210,6 +216,42 @@ void append_file(ustring const& file) {
   entry += "End of the file ";
   entry += name;
   append_message(fl::i18n::utf8_to_ustring(entry));
+}
+
+// `line` with the value of an assignment to one of `keys` replaced: everything but the
+// trimmed value after the run of '=' stays, a trailing CR included. A byte-order mark before
+// a key does not hide it.
+void copy_redacted(std::string& entry, std::string_view line, std::set<std::string> const& keys) {
+  namespace lines = input_lines;
+  auto const eq = line.find('=');
+  std::string_view key = eq == std::string_view::npos ? "" : lines::trim(line.substr(0, eq));
+  if (key.starts_with("\xEF\xBB\xBF")) key.remove_prefix(3);
+  if (key.empty() || !lines::is_content(lines::trim(line)) ||
+      !keys.contains(lines::ascii_lower(key))) {
+    entry += line;
+    return;
+  }
+  std::size_t const end = lines::rtrim(line).size();
+  std::size_t start = line.find_first_not_of('=', eq);
+  start = start < end ? line.find_first_not_of(lines::whitespace, start) : end;
+  entry += line.substr(0, start);
+  entry += "********";
+  entry += line.substr(end);
+}
+
+}  // namespace
+
+void append_file(ustring const& file) {
+  append_framed(file, [](std::string& entry, std::string const& line) { entry += line; });
+}
+
+void append_file_redacted(ustring const& file, std::vector<std::string> const& keys) {
+  std::set<std::string> wanted;
+  for (std::string const& key : keys)
+    wanted.insert(input_lines::ascii_lower(input_lines::trim(key)));
+  append_framed(file, [&wanted](std::string& entry, std::string const& line) {
+    copy_redacted(entry, line, wanted);
+  });
 }
 
 void append_file(std::string const& file) {

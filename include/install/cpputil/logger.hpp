@@ -1,6 +1,7 @@
 #pragma once
 
 #include <string>
+#include <vector>
 
 #include "fl/i18n.hpp"
 #include "fl/path.hpp"
@@ -59,6 +60,13 @@ QX_CPPUTIL_API void append_file(ustring const& file);
 QX_CPPUTIL_API void append_file(std::string const& file);
 /// As the ustring form, for a path value.
 QX_CPPUTIL_API void append_file(fl::filesystem::basic_path const& file);
+
+/// As append_file, for an installer input file that holds secrets: each assignment whose key,
+/// trimmed and lower-cased in ASCII as the input file parser reads keys, is one of `keys`
+/// (compared the same way) has its value written as "********", empty values included. List
+/// lines, comments and all other lines are copied unchanged, and so are CR LF line ends. Throws
+/// as append_file does.
+QX_CPPUTIL_API void append_file_redacted(ustring const& file, std::vector<std::string> const& keys);
 
 namespace detail {
 
