@@ -1,5 +1,6 @@
 // Case 4: reading a large installer input file into its property map, against reading and
-// trimming its lines, and against Boost.PropertyTree's INI reader on the same answers.
+// trimming its lines, and against Boost.PropertyTree's INI reader on the same answers; and
+// reading it with diagnostics, against reading it plainly.
 
 #include <benchmark/benchmark.h>
 
@@ -15,6 +16,7 @@
 #include <boost/property_tree/ptree.hpp>
 
 #include "heap_counter.hpp"
+#include "install/cpputil/input_file_diagnostics.hpp"
 #include "install/cpputil/input_file_parser.hpp"
 #include "support.hpp"
 
@@ -102,6 +104,16 @@ void BM_InputFileParse(benchmark::State& state) {
 }
 BENCHMARK(BM_InputFileParse)->Unit(benchmark::kMillisecond);
 
+// The same file read with diagnostics: the same map plus a report of every line.
+void BM_CheckInputFile(benchmark::State& state) {
+  ustring const name = fl::i18n::utf8_to_ustring(files().input);
+  for (auto _ : state) {
+    install::cpputil::InputFileReport const report = install::cpputil::checkInputFile(name);
+    benchmark::DoNotOptimize(report);
+  }
+}
+BENCHMARK(BM_CheckInputFile)->Unit(benchmark::kMillisecond);
+
 // The floor: every line read and trimmed, nothing kept.
 void BM_GetlineTrim(benchmark::State& state) {
   constexpr std::string_view whitespace = "\t\n\v\f\r ";
@@ -176,6 +188,9 @@ BENCHMARK(BM_PropertyTreeReadIni)->Unit(benchmark::kMillisecond);
                qx::bench::ratio_at_most(0.5, ">= 2x faster"));
   add_time_row(42, "4 `InputFileParser::parse`, 100,000 lines", "BM_InputFileParse",
                "insert of the same properties into a `PropertyMap`", "BM_InsertIntoPropertyMap");
+  add_time_row(46, "4 `checkInputFile` (diagnostics), 100,000 lines", "BM_CheckInputFile",
+               "`InputFileParser::parse`, same file", "BM_InputFileParse",
+               qx::bench::ratio_at_most(1.5));
   qx::bench::add_heap_row(
       43, "4 `InputFileParser::parse`, peak heap", "BM_InputFileParse", "peak_heap",
       "input file size", [] { return files().input_bytes; }, qx::bench::ratio_at_most(4));

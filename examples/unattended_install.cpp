@@ -89,6 +89,15 @@ int walk(std::filesystem::path const& input, std::filesystem::path const& rules_
     say("InputFileParser::parse() kept " + std::to_string(map.size()) +
         " properties: comments and blank lines dropped, keys");
     say("lower-cased, product./platform. lines gathered into lists.");
+    auto const report = cpputil::checkInputFile(utf8_to_ustring(input.string()),
+                                                qx::tools::read_rules_file(rules_file.string()));
+    say("checkInputFile() read it again with diagnostics: " +
+        std::to_string(report.diagnostics.size()) + " findings, such as:");
+    for (std::size_t i = 0; i < report.diagnostics.size() && i < 3; ++i) {
+      auto const& found = report.diagnostics[i];
+      say("  line " + std::to_string(found.line) + ": " + cpputil::toString(found.severity) + ": " +
+          found.message + " [" + found.code + "]");
+    }
 
     heading("3. Validate the answers");
     auto const rules = qx::tools::read_rules_file(rules_file.string());
@@ -153,10 +162,10 @@ int walk(std::filesystem::path const& input, std::filesystem::path const& rules_
     say("Stopped after " + std::to_string(copied) + " of " + std::to_string(total_files) +
         " files: \"" + stop_reason + "\"");
 
-    heading("7. Copy the input file into the log");
-    logger::append_file(input.string());
-    say("append_file() wrote the whole file as one entry, framed by \"Content of the file\"");
-    say("and \"End of the file\" lines.");
+    heading("7. Copy the input file into the log, secrets hidden");
+    logger::append_file_redacted(utf8_to_ustring(input.string()), {"license_key"});
+    say("append_file_redacted() wrote the whole file as one entry, framed by \"Content of the");
+    say("file\" and \"End of the file\" lines, with the license_key value as ********.");
     logger::append_message(std::string("Unattended installation finished"));
   }
   heading("8. Close the log");
@@ -164,7 +173,8 @@ int walk(std::filesystem::path const& input, std::filesystem::path const& rules_
   say(ustring_to_utf8(logger::detail::get_last_destination().string()) + ".");
   say("Messages from now on would go to the per-user default log in the temp folder.");
 
-  heading("The property map");
+  heading("The property map (license_key hidden here too)");
+  if (map.contains(u"license_key")) map[u"license_key"] = ustring(u"********");
   qx::tools::write_text(std::cout, map);
 
   heading("The log");

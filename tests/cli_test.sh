@@ -46,19 +46,21 @@ setup_check() {
   printf 'licence = no/such/licence.txt\n' >file.txt
   printf 'licence = rfile\n' >file-rules.txt
   printf 'port=intval\njust a line\n' >broken-rules.txt
-}
-check_check() { # a failed file rule leaves its two notes in the installation log
-  contains logs/check.log ') Error reading file no/such/licence.txt'
-  contains logs/check.log ") File 'no/such/licence.txt' does not exist or it's empty"
+  printf 'Product.Kestra\nport = 80\nport = eighty\nagre = yes\n' >mistakes.txt
 }
 setup_environment() { mkdir -p root/product marked/product && touch marked/qx_anchor; }
-setup_log() { printf 'line one\nline two\n' >notes.txt && touch plain-file; }
+setup_log() {
+  printf 'line one\nline two\n' >notes.txt && touch plain-file
+  printf 'Password = hunter2\r\nproduct.Password_Safe\nlicence=AB-12\n' >secrets.txt
+}
 check_log() {
   grep -qE '^\([A-Z][a-z]{2} [0-9]{2}, [0-9]{4} [0-9:]{8}\) Installation started$' logs/install.log ||
     fail "unexpected entry format: $(cat logs/install.log)"
   contains logs/install.log ') --quiet was passed'
   contains logs/install.log $') Content of the file notes.txt\nline one\nline two\nEnd of the file notes.txt'
   contains "$TMPDIR/quillford_$(id -un).log" ') Without a Logger'
+  contains logs/install.log $'Password = ********\r\nproduct.Password_Safe\nlicence=********\nEnd of'
+  ! grep -qE 'hunter2|AB-12' logs/install.log || fail "a redacted value reached the log"
 }
 check_usage() {
   local command

@@ -219,3 +219,27 @@ TEST_F(LoggerTest, AppendFileChecksTheDestinationThenExistenceThenOpening) {
   });
   EXPECT_EQ(qx::test::read_file(x_), "");
 }
+
+// Keys match trimmed and in any ASCII case; the value alone is replaced, line ends and every
+// other line stay as they are.
+TEST_F(LoggerTest, AppendFileRedactedWritesNoSecretAndChangesNothingElse) {
+  std::string const lines[][2] = {{"\xEF\xBB\xBFpassword=first", "\xEF\xBB\xBFpassword=********"},
+                                  {"# password=in a comment\r", "# password=in a comment\r"},
+                                  {"  PassWord = s3cret word \r", "  PassWord = ******** \r"},
+                                  {"licence_key==ABC-123", "licence_key==********"},
+                                  {"product.Password=Manager", "product.Password=Manager"},
+                                  {"name = visible", "name = visible"},
+                                  {"api = ", "api =******** "}};
+  std::string input, logged;
+  for (auto const& [line, redacted] : lines) {
+    input += line + "\n";
+    logged += redacted + "\n";
+  }
+  qx::test::write_file(y_, input);
+  Logger const log(x_);
+  logger::append_file_redacted(fl::i18n::utf8_to_ustring(y_), {"password", " Licence_Key ", "API"});
+  std::string const text = log_of("x.log");
+  EXPECT_EQ(text, "(T) Content of the file " + y_ + "\n" + logged + "End of the file " + y_ + "\n");
+  for (char const* secret : {"first", "s3cret", "ABC-123"})
+    EXPECT_EQ(text.find(secret), std::string::npos) << secret;
+}

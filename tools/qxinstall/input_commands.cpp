@@ -1,19 +1,22 @@
-// parse and check: the input file's property map, and its values against rules.
+// parse and check: the input file's property map, and every mistake in it.
 #include <CLI/CLI.hpp>
+#include <algorithm>
 #include <iostream>
 #include <map>
 #include <memory>
 #include <variant>
 
+#include <nlohmann/json.hpp>
 #include "cli.hpp"
-#include "install/cpputil/validation.hpp"
+
+#include "install/cpputil/input_file_diagnostics.hpp"
 #include "property_map_text.hpp"
 #include "rules_file.hpp"
 
 namespace qx::cli {
 namespace {
 
-using fl::i18n::ustring_to_utf8;
+using install::cpputil::DiagnosticSeverity;
 
 Handler setup_parse(CLI::App& app) {
   struct Options {
@@ -31,47 +34,77 @@ Handler setup_parse(CLI::App& app) {
   };
 }
 
+// The rules of `path`, or none for an empty path; CommandError (exit 2) when they cannot be read.
+std::map<std::string, std::string> read_rules(std::string const& path) {
+  if (path.empty()) return {};
+  require_readable_file(path);
+  try {
+    return tools::read_rules_file(path);
+  } catch (tools::RulesFileError const& error) {
+    throw CommandError(error.what(), exit_usage);
+  }
+}
+
+void print_text(std::string const& file, install::cpputil::InputFileReport const& report) {
+  int counts[3] = {};
+  for (auto const& found : report.diagnostics) {
+    ++counts[static_cast<int>(found.severity)];
+    std::cout << file << ':' << found.line << ": " << install::cpputil::toString(found.severity)
+              << ": " << found.message << " [" << found.code << "]\n";
+  }
+  auto const counted = [&counts](DiagnosticSeverity severity, std::string const& word) {
+    int const n = counts[static_cast<int>(severity)];
+    return std::to_string(n) + " " + word + (n == 1 ? "" : "s");
+  };
+  std::cout << counted(DiagnosticSeverity::error, "error") << ", "
+            << counted(DiagnosticSeverity::warning, "warning") << ", "
+            << counted(DiagnosticSeverity::note, "note") << '\n';
+}
+
+void print_json(install::cpputil::InputFileReport const& report) {
+  auto diagnostics = nlohmann::ordered_json::array();
+  for (auto const& found : report.diagnostics)
+    diagnostics.push_back({{"line", found.line},
+                           {"severity", install::cpputil::toString(found.severity)},
+                           {"code", found.code},
+                           {"message", found.message}});
+  std::cout << diagnostics.dump(2, ' ', false, nlohmann::ordered_json::error_handler_t::replace)
+            << '\n';
+}
+
 Handler setup_check(CLI::App& app) {
   struct Options {
     std::string file;
     std::string rules;
-    std::string log;
+    bool json = false;
+    bool strict = false;
   };
   auto options = std::make_shared<Options>();
   app.add_option("FILE", options->file, "installer input file")->required();
-  app.add_option("--rules", options->rules, "file of key=rule lines")
-      ->required()
-      ->type_name("RULES");
-  app.add_option("--log", options->log, "installation log for the notes of a failed rfile rule")
-      ->type_name("LOG");
+  app.add_option("--rules", options->rules, "file of key=rule lines")->type_name("RULES");
+  app.add_flag("--json", options->json, "print one JSON array of {line, severity, code, message}");
+  app.add_flag("--strict", options->strict, "count warnings as errors");
   app.footer(
+      "Prints every line the parser ignores or reads surprisingly, and with --rules every value\n"
+      "that fails its rule, as FILE:LINE: severity: message [code], then a summary.\n"
       "Rules: strval:a,b,... (one of the values), boolval, intval, rfile (a non-empty file).\n"
-      "Prints the first failure and exits 1, or prints ok.");
+      "Exits 1 when there are errors (with --strict, warnings too), 0 otherwise.");
   return [options] {
-    require_readable_file(options->rules);
-    std::map<std::string, std::string> rules;
+    auto const rules = read_rules(options->rules);
+    require_readable_file(options->file);
+    install::cpputil::InputFileReport report;
     try {
-      rules = tools::read_rules_file(options->rules);
-    } catch (tools::RulesFileError const& error) {
-      throw CommandError(error.what(), exit_usage);
+      report = install::cpputil::checkInputFile(fl::i18n::utf8_to_ustring(options->file), rules);
+    } catch (std::runtime_error const& error) {
+      throw CommandError(options->file + ": " + error.what(), exit_usage);
     }
-    auto const map = parse_input_file(options->file);
-    auto const log = open_log(options->log);
-    std::map<std::string, std::string> arguments;
-    for (auto const& [key, value] : map) {
-      if (auto const* single = std::get_if<ustring>(&value))
-        arguments.emplace(ustring_to_utf8(key), ustring_to_utf8(*single));
-    }
-    try {
-      install::cpputil::validate_args(arguments, rules);
-    } catch (std::exception const& failure) {
-      std::cout << failure.what() << '\n';
-      return exit_failed;
-    }
-    std::size_t checked = 0;
-    for (auto const& entry : arguments) checked += rules.count(entry.first);
-    std::cout << "ok: " << checked << " of " << arguments.size() << " values checked\n";
-    return exit_ok;
+    options->json ? print_json(report) : print_text(options->file, report);
+    bool const failed = std::any_of(
+        report.diagnostics.begin(), report.diagnostics.end(), [&options](auto const& found) {
+          return found.severity == DiagnosticSeverity::error ||
+                 (options->strict && found.severity == DiagnosticSeverity::warning);
+        });
+    return failed ? exit_failed : exit_ok;
   };
 }
 
@@ -80,7 +113,7 @@ Handler setup_check(CLI::App& app) {
 std::vector<Command> input_commands() {
   return {
       {"parse", "Print an input file's property map", setup_parse},
-      {"check", "Validate an input file's values against rules", setup_check},
+      {"check", "Report every mistake in an input file, with its line", setup_check},
   };
 }
 

@@ -31,14 +31,23 @@ Handler setup_log_file(CLI::App& app) {
   struct Options {
     std::string log;
     std::string file;
+    std::vector<std::string> redact;
   };
   auto options = std::make_shared<Options>();
   app.add_option("--to", options->log, "log file")->required()->type_name("FILE");
   app.add_option("PATH", options->file, "text file to copy into the log")->required();
+  app.add_option("--redact", options->redact,
+                 "input-file keys whose values are written as ********")
+      ->delimiter(',')
+      ->type_name("KEY[,KEY...]");
   return [options] {
     auto const log = open_log(options->log);
     try {
-      logger::append_file(options->file);
+      if (options->redact.empty()) {
+        logger::append_file(options->file);
+      } else {
+        logger::append_file_redacted(fl::i18n::utf8_to_ustring(options->file), options->redact);
+      }
     } catch (std::runtime_error const& error) {
       throw CommandError(options->file + ": " + error.what(), exit_usage);
     }
