@@ -89,6 +89,7 @@ IRI::IRI(std::string const& text) {
   has_scheme_ = view.has_scheme();
   scheme_ = view.scheme();
   has_userinfo_ = view.has_userinfo();
+  has_port_ = view.has_port();
   host_encoded_ = view.encoded_host();
   switch (view.host_type()) {
     case boost::urls::host_type::ipvfuture:

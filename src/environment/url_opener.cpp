@@ -1,5 +1,6 @@
 #include "install/cpputil/url_opener.hpp"
 
+#include <algorithm>
 #include <exception>
 #include <limits>
 #include <string_view>
@@ -29,6 +30,25 @@ bool is_allowed_document(std::string_view path) {
   if (dot == std::string_view::npos) return false;
   std::string_view const extension = path.substr(dot);
   return extension == ".txt" || extension == ".pdf";
+}
+
+// ASCII letters, digits, hyphens and dots as written: a percent-encoded, full-width or other
+// look-alike of a separator never reaches the domain test, whatever a browser maps it to.
+bool is_plain_host(std::string_view host) {
+  return std::all_of(host.begin(), host.end(), [](char c) {
+    return (c >= 'a' && c <= 'z') || (c >= 'A' && c <= 'Z') || (c >= '0' && c <= '9') || c == '-' ||
+           c == '.';
+  });
+}
+
+// A local document: no port, no second authority hidden in the path ("file:////host/x"),
+// and no NUL or control character once decoded ("%00" would cut the name short).
+bool is_local_file(IRI const& iri, std::string_view path) {
+  std::string const host = iri.getHostUtf8(Encoding::decoded);
+  if (iri.hasPort() || (!host.empty() && host != "localhost") || path.starts_with("//"))
+    return false;
+  return std::none_of(path.begin(), path.end(),
+                      [](char c) { return static_cast<unsigned char>(c) < 0x20 || c == 0x7F; });
 }
 
 // The domain itself or a subdomain; ".quillford.com" alone has an empty label and is refused.
@@ -63,11 +83,13 @@ bool URLOpener::isAllowedUrl(std::string const& url) {
     std::string const scheme = iri.getSchemeUtf8();
     if (scheme == "file") {
       // A file URL naming another machine would have the opener reach out over the network.
-      std::string const host = iri.getHostUtf8(Encoding::decoded);
-      if (!host.empty() && host != "localhost") return false;
-      return is_allowed_document(iri.getPathUtf8(Encoding::decoded));
+      std::string const path = iri.getPathUtf8(Encoding::decoded);
+      return is_local_file(iri, path) && is_allowed_document(path);
     }
-    if (scheme == "https") return is_allowed_host(iri.getHostUtf8(Encoding::decoded));
+    if (scheme == "https") {
+      std::string const host = iri.getHostUtf8(Encoding::encoded);
+      return is_plain_host(host) && is_allowed_host(host);
+    }
     return false;
   });
 }

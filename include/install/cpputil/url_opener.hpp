@@ -17,9 +17,11 @@ class QX_CPPUTIL_API URLOpener {
   virtual ~URLOpener();
 
   /// True for an https URL whose host is exactly "quillford.com" or ends in ".quillford.com"
-  /// (letter case as written, any port), and for a file URL (no host but "localhost") whose
-  /// path ends in ".txt" or ".pdf". False for everything else: other schemes, a userinfo
-  /// part, text the IRI parser refuses. Never throws.
+  /// (letter case as written, any port) and holds only ASCII letters, digits, hyphens and dots
+  /// as written, and for a file URL (no host but "localhost", no port) whose path ends in
+  /// ".txt" or ".pdf", does not start with "//" and decodes to no NUL or control character.
+  /// False for everything else: other schemes, a userinfo part, text the IRI parser refuses.
+  /// Never throws.
   [[nodiscard]] static bool isAllowedUrl(std::string const& url);
 
   /// Opens `url` without checking it (see isAllowedUrl); true when the opener reported

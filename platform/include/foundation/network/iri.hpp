@@ -35,6 +35,8 @@ class QX_PLATFORM_API IRI {
   [[nodiscard]] bool hasScheme() const noexcept { return has_scheme_; }
   /// True when the authority holds a userinfo part ("user@"), even an empty one.
   [[nodiscard]] bool hasUserInfo() const noexcept { return has_userinfo_; }
+  /// True when the authority names a port (":" after the host), even an empty one.
+  [[nodiscard]] bool hasPort() const noexcept { return has_port_; }
   /// The scheme as written (letter case kept); empty when there is none.
   [[nodiscard]] std::string getSchemeUtf8() const { return scheme_; }
   /// The host as written (letter case kept, an IPv6 literal with its brackets, no port);
@@ -46,6 +48,7 @@ class QX_PLATFORM_API IRI {
  private:
   bool has_scheme_ = false;
   bool has_userinfo_ = false;
+  bool has_port_ = false;
   std::string scheme_;
   std::string host_encoded_;
   std::string host_decoded_;
