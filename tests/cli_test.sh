@@ -21,7 +21,7 @@ run_row() {
   IFS='|' read -r -a fields <<<"$2"
   [[ $2 == '\e' ]] || for field in "${fields[@]}"; do args+=("$(unescape "$field")"); done
   [[ $6 == '\e' ]] || read -r -a env -d '' <<<"${env[*]} $6"
-  out=$(env "${env[@]}" "$qx" "${args[@]}" 2>"$work/stderr")
+  out=$(env "${env[@]}" timeout 20 "$qx" "${args[@]}" 2>"$work/stderr") # 124: it hung
   code=$? err=$(<"$work/stderr")
   [[ $code == "$3" ]] || fail "$1: exited $code, expected $3"
   [[ $out == "$(unescape "$4")" ]] || fail "$1: printed [$out], expected [$4]"
@@ -62,15 +62,40 @@ check_log() {
   contains logs/install.log $'Password = ********\r\nproduct.Password_Safe\nlicence=********\nEnd of'
   ! grep -qE 'hunter2|AB-12' logs/install.log || fail "a redacted value reached the log"
 }
-check_usage() {
+check_usage() { # a command's help must never pass for its success
   local command
   for command in parse check version-compare sort-products url-allowed open locale sandbox log \
     log-file; do
-    "$qx" "$command" --help >help.txt 2>&1 || fail "$command --help exited $?"
+    "$qx" "$command" --help >help.txt 2>&1
+    [[ $? == 2 ]] || fail "$command --help did not exit 2"
     contains help.txt "Usage: qxinstall $command"
   done
+  "$qx" sort-products a -- -h >/dev/null 2>&1
+  [[ $? == 2 ]] || fail "sort-products a -- -h did not exit 2"
   "$qx" --help >help.txt || fail "--help exited $?"
   contains help.txt 'Exit status: 0 success, 1 a check failed, 2 a usage or input error.'
+}
+
+setup_hostile() {
+  printf 'a=1\n' >$'bad\xff\xfe.txt' && printf 'secret=x\n' >$'bad\xef\xbf\xbd\xef\xbf\xbd.txt'
+  mkfifo fifo && printf 'k=v\n' >in.txt
+}
+# expect STATUS STDERR_TEXT COMMAND...: the command exits STATUS within 20 s, saying the text.
+expect() {
+  local status=$1 text=$2 && shift 2
+  timeout 20 "$@" >/dev/null 2>"$work/stderr"
+  local code=$?
+  [[ $code == "$status" ]] || fail "$*: exited $code, expected $status"
+  [[ -z $text ]] || contains "$work/stderr" "$text"
+}
+check_hostile() {
+  expect 2 'File name too long' "$qx" parse "$(printf 'x%.0s' {1..5000})"
+  expect 2 'write error: No space left on device' sh -c '"$0" parse in.txt >/dev/full' "$qx"
+  expect 2 'write error: Bad file descriptor' sh -c '"$0" parse in.txt >&-' "$qx"
+  ln -s in.txt "$TMPDIR/quillford_$(id -un).log" # a planted default log is refused
+  expect 1 'the entry was dropped: failed to open destination_file' "$qx" log planted
+  python3 -c "print('\n'.join('k%d=v%d' % (i, i) for i in range(80000)))" >keys.txt
+  expect 0 '' "$qx" parse --json keys.txt # took 18 s while each key was searched for
 }
 
 [[ $(type -t "setup_$group") == function ]] && "setup_$group"

@@ -1,7 +1,6 @@
 #include "property_map_text.hpp"
 
 #include <nlohmann/json.hpp>
-#include <utility>
 #include <variant>
 
 namespace qx::tools {
@@ -20,20 +19,29 @@ void write_text(std::ostream& out, install::cpputil::PropertyMap const& map) {
   }
 }
 
+// Written entry by entry in the map's order (UTF-16 code units), in the layout of dump(2): an
+// ordered_json object would search its keys on every insertion, quadratic in the keys.
 void write_json(std::ostream& out, install::cpputil::PropertyMap const& map) {
-  // ordered_json keeps the property map's order (UTF-16 code units), not UTF-8 byte order.
-  auto json = nlohmann::ordered_json::object();
+  auto const quoted = [](ustring const& text) {
+    return nlohmann::json(ustring_to_utf8(text))
+        .dump(-1, ' ', false, nlohmann::json::error_handler_t::replace);
+  };
+  char const* separator = "{\n  ";
   for (auto const& [key, value] : map) {
+    out << separator << quoted(key) << ": ";
+    separator = ",\n  ";
     if (auto const* single = std::get_if<ustring>(&value)) {
-      json[ustring_to_utf8(key)] = ustring_to_utf8(*single);
-    } else {
-      auto list = nlohmann::ordered_json::array();
-      for (ustring const& entry : std::get<std::vector<ustring>>(value))
-        list.push_back(ustring_to_utf8(entry));
-      json[ustring_to_utf8(key)] = std::move(list);
+      out << quoted(*single);
+      continue;
     }
+    char const* item = "[\n    ";
+    for (ustring const& entry : std::get<std::vector<ustring>>(value)) {
+      out << item << quoted(entry);
+      item = ",\n    ";
+    }
+    out << (*item == '[' ? "[]" : "\n  ]");
   }
-  out << json.dump(2, ' ', false, nlohmann::json::error_handler_t::replace) << '\n';
+  out << (map.empty() ? "{}\n" : "\n}\n");
 }
 
 }  // namespace qx::tools

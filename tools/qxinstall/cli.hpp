@@ -57,8 +57,14 @@ struct Command {
 /// `text` in double quotes.
 [[nodiscard]] std::string in_quotes(std::string_view text);
 
-/// Throws CommandError (exit 2) naming `path` unless it is a file this process can read.
-void require_readable_file(std::string const& path);
+/// `path`, or CommandError (exit 2) when it is not UTF-8: the library takes UTF-16 names, and
+/// replacing the bad bytes by U+FFFD could name another file.
+std::string const& utf8_name(std::string const& path);
+
+/// Throws CommandError (exit 2) naming `path` unless it is a regular file this process can
+/// read, with the system's reason ("File name too long") when it cannot be looked up. Opens
+/// nothing.
+void require_regular_file(std::string const& path);
 
 /// The property map of the input file `path`; CommandError (exit 2) for a file that is
 /// missing or cannot be read.

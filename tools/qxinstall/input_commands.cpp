@@ -37,7 +37,7 @@ Handler setup_parse(CLI::App& app) {
 // The rules of `path`, or none for an empty path; CommandError (exit 2) when they cannot be read.
 std::map<std::string, std::string> read_rules(std::string const& path) {
   if (path.empty()) return {};
-  require_readable_file(path);
+  require_regular_file(path);
   try {
     return tools::read_rules_file(path);
   } catch (tools::RulesFileError const& error) {
@@ -91,7 +91,7 @@ Handler setup_check(CLI::App& app) {
       "Exits 1 when there are errors (with --strict, warnings too), 0 otherwise.");
   return [options] {
     auto const rules = read_rules(options->rules);
-    require_readable_file(options->file);
+    require_regular_file(options->file);
     install::cpputil::InputFileReport report;
     try {
       report = install::cpputil::checkInputFile(fl::i18n::utf8_to_ustring(options->file), rules);
