@@ -14,9 +14,10 @@ namespace {
 install::cpputil::PropertyMap const& keys() {
   static install::cpputil::PropertyMap const map = [] {
     install::cpputil::PropertyMap made;
-    for (int i = 0; i < 100'000; ++i)
-      made.emplace(fl::i18n::utf8_to_ustring("k" + std::to_string(i)),
-                   fl::i18n::utf8_to_ustring("v" + std::to_string(i)));
+    for (int i = 0; i < 100'000; ++i) {
+      ustring const number = fl::i18n::utf8_to_ustring(std::to_string(i));
+      made.emplace(u"k" + number, u"v" + number);
+    }
     return made;
   }();
   return map;

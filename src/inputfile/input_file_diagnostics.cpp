@@ -19,7 +19,9 @@ using Severity = DiagnosticSeverity;
 constexpr std::string_view byte_order_mark = "\xEF\xBB\xBF";
 
 std::string quoted(std::string_view text) {
-  return "'" + std::string(text) + "'";
+  std::string out(1, '\'');  // built in place: GCC 12 -O3 misreads "'" + std::string
+  out.append(text).push_back('\'');
+  return out;
 }
 
 std::size_t edit_distance(std::string_view a, std::string_view b) {
@@ -81,33 +83,37 @@ class Reader {
     if (!is_utf8(text))
       add(Severity::warning, "invalid-utf8",
           "line holds bytes that are not UTF-8: they become U+FFFD in the map");
-    ustring key;
-    switch (lines::apply_line(report_.properties, text, &key)) {
-      case lines::effect::set: return assigned(text, key);
+    PropertyMap::iterator node;
+    switch (lines::apply_line(report_.properties, text, &node)) {
+      case lines::effect::set:
+        return assigned(text, node);
       case lines::effect::appended:
-        comment_in_value(text, text.find('.'), "list entry", key);
-        line_of_.try_emplace(std::move(key), line_);
+        comment_in_value(text, text.find('.'), "list entry", node->first);
+        line_of_.try_emplace(&*node, line_);
         return;
-      case lines::effect::no_shape: return ignored(text);
+      case lines::effect::no_shape:
+        return ignored(text);
       case lines::effect::empty_key:
         return add(Severity::error, "empty-key", "assignment without a key: line ignored");
-      case lines::effect::list_key_assignment:
+      case lines::effect::list_key_assignment: {
+        std::string const key = lines::ascii_lower(lines::trim(text.substr(0, text.find('='))));
         return add(Severity::error, "list-key-assignment",
-                   "assignment to the list key " + quoted(ustring_to_utf8(key)) +
-                       " is ignored; list entries are written as " + ustring_to_utf8(key) +
-                       ".<entry>");
+                   "assignment to the list key " + quoted(key) +
+                       " is ignored; list entries are written as " + key + ".<entry>");
+      }
       case lines::effect::list_on_single:
         return add(Severity::error, "list-line-ignored",
-                   "list line for " + quoted(ustring_to_utf8(key)) + ", which holds the single " +
-                       "value of line " + std::to_string(line_of_[key]) + ": line ignored");
+                   "list line for " + quoted(ustring_to_utf8(node->first)) +
+                       ", which holds the single value of line " +
+                       std::to_string(line_of_[&*node]) + ": line ignored");
     }
   }
 
   InputFileReport finish() && {
-    for (auto const& [line, key] : overridden_)
+    for (auto const& [line, entry] : overridden_)
       add_at(line, Severity::warning, "duplicate-key",
-             "key " + quoted(ustring_to_utf8(key)) + " is assigned again on line " +
-                 std::to_string(line_of_[key]) + ", which wins: this value is ignored");
+             "key " + quoted(ustring_to_utf8(entry->first)) + " is assigned again on line " +
+                 std::to_string(line_of_[entry]) + ", which wins: this value is ignored");
     if (!rules_.empty()) check_rules();
     std::stable_sort(report_.diagnostics.begin(), report_.diagnostics.end(),
                      [](auto const& a, auto const& b) { return a.line < b.line; });
@@ -122,13 +128,13 @@ class Reader {
     report_.diagnostics.push_back({line, severity, std::string(code), std::move(message)});
   }
 
-  void assigned(std::string_view text, ustring& key) {
-    auto const [slot, first] = line_of_.try_emplace(key, line_);
+  void assigned(std::string_view text, PropertyMap::iterator node) {
+    auto const [slot, first] = line_of_.try_emplace(&*node, line_);
     if (!first) {
-      overridden_.emplace_back(slot->second, key);
+      overridden_.emplace_back(slot->second, &*node);
       slot->second = line_;
     }
-    comment_in_value(text, text.find('='), "value", key);
+    comment_in_value(text, text.find('='), "value", node->first);
   }
 
   void comment_in_value(std::string_view text, std::size_t separator, std::string_view what,
@@ -141,7 +147,8 @@ class Reader {
   }
 
   void ignored(std::string_view text) {
-    std::string message = "line is neither key=value nor a product. or platform. list line: ignored";
+    std::string message =
+        "line is neither key=value nor a product. or platform. list line: ignored";
     std::string const lowered = lines::ascii_lower(text);
     if (lowered.find("product.") != std::string::npos ||
         lowered.find("platform.") != std::string::npos)
@@ -153,11 +160,11 @@ class Reader {
     std::vector<std::string_view> ruled_keys, kinds;
     for (auto const& entry : rules_) ruled_keys.emplace_back(entry.first);
     for (auto const& kind : rule_kinds::kinds) kinds.push_back(kind.name);
-    for (auto const& [key, value] : report_.properties) {
-      auto const* single = std::get_if<ustring>(&value);
+    for (auto const& entry : report_.properties) {
+      auto const* single = std::get_if<ustring>(&entry.second);
       if (single == nullptr) continue;  // list values are not validated
-      std::string const name = ustring_to_utf8(key), text = ustring_to_utf8(*single);
-      std::size_t const line = line_of_[key];
+      std::string const name = ustring_to_utf8(entry.first), text = ustring_to_utf8(*single);
+      std::size_t const line = line_of_[&entry];
       auto const rule = rules_.find(name);
       if (rule == rules_.end()) {
         add_at(line, Severity::warning, "unknown-key",
@@ -173,15 +180,14 @@ class Reader {
                    quoted(rule->second));
     }
     for (auto const& [name, rule] : rules_) {
-      ustring const key = fl::i18n::utf8_to_ustring(name);
-      auto const line = line_of_.find(key);
-      std::size_t const at = line == line_of_.end() ? 0 : line->second;
+      auto const entry = report_.properties.find(fl::i18n::utf8_to_ustring(name));
+      std::size_t const at = entry == report_.properties.end() ? 0 : line_of_[&*entry];
       std::string_view const kind = rule_kinds::split(rule).first;
       if (rule_kinds::find(kind) == nullptr)
         add_at(at, Severity::warning, "unknown-rule",
                "rule " + quoted(rule) + " of key " + quoted(name) + " has the unknown kind " +
                    quoted(kind) + ": the value is never checked" + suggestion(kind, kinds));
-      if (!report_.properties.contains(key))
+      if (entry == report_.properties.end())
         add_at(0, Severity::note, "missing-key",
                "key " + quoted(name) + " has the rule " + quoted(rule) +
                    " but never appears in the file");
@@ -191,10 +197,10 @@ class Reader {
   std::map<std::string, std::string> const& rules_;
   InputFileReport report_;
   std::size_t line_ = 0;
-  // The line of each key's latest assignment, or of its first list line.
-  std::unordered_map<ustring, std::size_t> line_of_;
-  // Assignments that a later one of the same key replaced: line and key.
-  std::vector<std::pair<std::size_t, ustring>> overridden_;
+  // The line of each entry's latest assignment, or of its first list line; map nodes are stable.
+  std::unordered_map<PropertyMap::value_type const*, std::size_t> line_of_;
+  // Assignments that a later one of the same key replaced: line and entry.
+  std::vector<std::pair<std::size_t, PropertyMap::value_type const*>> overridden_;
 };
 
 }  // namespace
@@ -208,9 +214,12 @@ InputFileReport checkInputFile(ustring const& fileName,
 
 char const* toString(DiagnosticSeverity severity) noexcept {
   switch (severity) {
-    case DiagnosticSeverity::error: return "error";
-    case DiagnosticSeverity::warning: return "warning";
-    case DiagnosticSeverity::note: return "note";
+    case DiagnosticSeverity::error:
+      return "error";
+    case DiagnosticSeverity::warning:
+      return "warning";
+    case DiagnosticSeverity::note:
+      return "note";
   }
   return "error";
 }

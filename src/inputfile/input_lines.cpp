@@ -70,22 +70,23 @@ void remove_underscores(ustring& text) {
   boost::algorithm::replace_all(text, u"_", u" ");
 }
 
-effect apply_line(PropertyMap& properties, std::string_view line, ustring* key_out) {
+effect apply_line(PropertyMap& properties, std::string_view line, PropertyMap::iterator* node) {
   if (auto const eq = line.find('='); eq != std::string_view::npos) {
     ustring key = key_before(line, eq);
-    if (key_out != nullptr) *key_out = key;
     if (key.empty()) return effect::empty_key;
     if (is_list_key(key)) return effect::list_key_assignment;
-    properties.insert_or_assign(std::move(key), PropertyValue(value_after(line, eq, '=')));
+    auto const slot =
+        properties.insert_or_assign(std::move(key), PropertyValue(value_after(line, eq, '=')))
+            .first;
+    if (node != nullptr) *node = slot;
     return effect::set;
   }
   bool const is_list_line = std::any_of(list_keys.begin(), list_keys.end(),
                                         [line](auto key) { return holds_key_then_dot(line, key); });
   if (!is_list_line) return effect::no_shape;
   auto const dot = line.find('.');
-  ustring key = key_before(line, dot);
-  if (key_out != nullptr) *key_out = key;
-  auto const slot = properties.try_emplace(std::move(key), std::vector<ustring>{}).first;
+  auto const slot = properties.try_emplace(key_before(line, dot), std::vector<ustring>{}).first;
+  if (node != nullptr) *node = slot;
   auto* const list = std::get_if<std::vector<ustring>>(&slot->second);
   if (list == nullptr) return effect::list_on_single;  // the single value stays
   ustring value = value_after(line, dot, '.');

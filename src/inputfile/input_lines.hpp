@@ -41,8 +41,10 @@ enum class effect {
 };
 
 /// Applies one kept line (trimmed, no line feed) to `properties`, as the parser does, and
-/// says what it did. `key` receives the line's key, when it has one.
-effect apply_line(PropertyMap& properties, std::string_view line, ustring* key = nullptr);
+/// says what it did. For set, appended and list_on_single, `node` receives the entry of the
+/// line's key.
+effect apply_line(PropertyMap& properties, std::string_view line,
+                  PropertyMap::iterator* node = nullptr);
 
 /// Replaces every '_' by a blank.
 void remove_underscores(ustring& text);
