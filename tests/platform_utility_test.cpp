@@ -19,11 +19,10 @@ TEST(PlatformUtility, CurrentTimeUsesEnglishNamesInAnyLocale) {
 }
 
 TEST(PlatformUtility, TimePatternEdges) {
-  PlatformUtility const util;
-  EXPECT_EQ(util.getPlatformCurrentTime(""), "");
-  EXPECT_EQ(util.getPlatformCurrentTime("literal %%"), "literal %");
   std::string const wide(3000, 'x');  // longer than the first buffer
-  EXPECT_EQ(util.getPlatformCurrentTime(wide), wide);
+  for (auto const& [pattern, text] :
+       {std::pair{std::string(), ""}, {"literal %%", "literal %"}, {wide, wide.c_str()}})
+    EXPECT_EQ(PlatformUtility().getPlatformCurrentTime(pattern), text);
 }
 
 TEST(PlatformUtility, UserNameComesFromTheAccountDatabase) {

@@ -3,9 +3,7 @@
 #include "fl/filesystem.hpp"
 #include "support/support.hpp"
 
-#ifdef __linux__
-#include <link.h>
-#endif
+#include <dlfcn.h>
 
 using install::cpputil::SandboxWorkflowDetector;
 
@@ -34,21 +32,11 @@ TEST(SandboxWorkflowDetector, AMarkerBesideTheInstallFolderDecides) {
   EXPECT_EQ(fl::filesystem::get_install_path(), default_path);
 }
 
-#ifdef __linux__
+// Where the dynamic loader found the platform library, asked independently of it.
 TEST(InstallPath, DefaultIsTheFolderAboveThePlatformLibrary) {
-  // Where the dynamic loader found the platform library, asked independently of it.
-  std::string library;
-  dl_iterate_phdr(
-      [](dl_phdr_info* info, size_t, void* found) {
-        std::string const name = info->dlpi_name != nullptr ? info->dlpi_name : "";
-        if (name.find("libqxinstall_platform.so") == std::string::npos) return 0;
-        *static_cast<std::string*>(found) = name;
-        return 1;
-      },
-      &library);
-  ASSERT_FALSE(library.empty());
+  Dl_info library{};
+  ASSERT_NE(dladdr(reinterpret_cast<void*>(&fl::filesystem::get_install_path), &library), 0);
   EXPECT_EQ(
       std::filesystem::canonical(fl::i18n::ustring_to_utf8(fl::filesystem::get_install_path())),
-      std::filesystem::canonical(library).parent_path().parent_path());
+      std::filesystem::canonical(library.dli_fname).parent_path().parent_path());
 }
-#endif
