@@ -1,6 +1,6 @@
 #!/usr/bin/env bash
-# Runs the qxinstall tool on real files: each row of the table (tests/data/cli.tsv) of one
-# group, then the group's checks of what the commands left behind.
+# Runs the qxinstall tool on real files (tests/data/cli/<group>/): each row of the table
+# (tests/data/cli.tsv) of one group, then the group's checks of what the commands left behind.
 #
 #   cli_test.sh QXINSTALL GROUP TABLE
 set -uo pipefail
@@ -32,27 +32,6 @@ run_row() {
   fi
 }
 
-setup_parse() {
-  printf '# answers\n\n  Color = Blue  \r\nproduct.Alpha_Beta\nproduct.Gamma\nplatform.x86\n' >in.txt
-  printf 'PRODUCT=Delta\nzeta = last_one\n\xc3\x84PFEL = 1\nkey = a#b\n' >>in.txt
-  printf '# only a comment\n\n   \t\n' >empty.txt
-  mkdir folder
-}
-setup_check() {
-  printf 'InstallMode = typical\nPort = 8443\nagree = yes\nproduct.Kestra\n' >in.txt
-  printf '# rules\ninstallmode = strval:typical,custom\nport=intval\nPRODUCT = intval\n' >rules.txt
-  printf 'port = eighty\nagree = maybe\ninstallmode = everything\n' >bad.txt
-  printf 'port=intval\nagree=boolval\ninstallmode=strval:typical,custom\n' >bad-rules.txt
-  printf 'licence = no/such/licence.txt\n' >file.txt
-  printf 'licence = rfile\n' >file-rules.txt
-  printf 'port=intval\njust a line\n' >broken-rules.txt
-  printf 'Product.Kestra\nport = 80\nport = eighty\nagre = yes\n' >mistakes.txt
-}
-setup_environment() { mkdir -p root/product marked/product && touch marked/qx_anchor; }
-setup_log() {
-  printf 'line one\nline two\n' >notes.txt && touch plain-file
-  printf 'Password = hunter2\r\nproduct.Password_Safe\nlicence=AB-12\n' >secrets.txt
-}
 check_log() {
   grep -qE '^\([A-Z][a-z]{2} [0-9]{2}, [0-9]{4} [0-9:]{8}\) Installation started$' logs/install.log ||
     fail "unexpected entry format: $(cat logs/install.log)"
@@ -76,9 +55,9 @@ check_usage() { # a command's help must never pass for its success
   contains help.txt 'Exit status: 0 success, 1 a check failed, 2 a usage or input error.'
 }
 
-setup_hostile() {
+setup_hostile() { # what git cannot hold: names that are not UTF-8, and a FIFO
   printf 'a=1\n' >$'bad\xff\xfe.txt' && printf 'secret=x\n' >$'bad\xef\xbf\xbd\xef\xbf\xbd.txt'
-  mkfifo fifo && printf 'k=v\n' >in.txt
+  mkfifo fifo
 }
 # expect STATUS STDERR_TEXT COMMAND...: the command exits STATUS within 20 s, saying the text.
 expect() {
@@ -98,6 +77,7 @@ check_hostile() {
   expect 0 '' "$qx" parse --json keys.txt # took 18 s while each key was searched for
 }
 
+cp -R "$(dirname "$table")/cli/$group/." . 2>/dev/null # the group's files, if it has any
 [[ $(type -t "setup_$group") == function ]] && "setup_$group"
 while IFS=$'\t' read -r row_group name args status stdout stderr env; do
   [[ $row_group == "$group" ]] || continue

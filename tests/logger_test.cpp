@@ -1,6 +1,7 @@
 #include "install/cpputil/logger.hpp"
 
 #include <sys/stat.h>
+#include <array>
 #include <filesystem>
 #include <optional>
 
@@ -176,12 +177,9 @@ TEST_F(LoggerTest, AFailedWriteDropsTheEntryAndTracesIt) {
 
 TEST_F(LoggerTest, AppendFileFramesTheFileAndTheThreeFormsAgree) {
   std::string const big(10U << 20, 'x');
-  std::string const cases[][3] = {
-      {"empty", "", ""},
-      {"no final newline", "a\nb", "a\nb\n"},
-      {"crlf kept", "a\r\n\r\nb\r\n", "a\r\n\r\nb\r\n"},
-      {"bad bytes", "a\xFF\n\xF0\x9F\x98", "a\xEF\xBF\xBD\n\xEF\xBF\xBD\n"},
-      {"ten megabyte line", big, big + "\n"}};
+  std::vector<std::array<std::string, 3>> cases{{"ten megabyte line", big, big + "\n"}};
+  for (auto const& row : qx::test::read_table("logger_append_file.tsv"))
+    cases.push_back({row.name, row["content"], row["logged"]});
   Logger const log(x_);
   for (auto const& [name, content, body] : cases) {
     std::string const file = dir_.file(name);
@@ -223,17 +221,10 @@ TEST_F(LoggerTest, AppendFileChecksTheDestinationThenExistenceThenOpening) {
 // Keys match trimmed and in any ASCII case; the value alone is replaced, line ends and every
 // other line stay as they are.
 TEST_F(LoggerTest, AppendFileRedactedWritesNoSecretAndChangesNothingElse) {
-  std::string const lines[][2] = {{"\xEF\xBB\xBFpassword=first", "\xEF\xBB\xBFpassword=********"},
-                                  {"# password=in a comment\r", "# password=in a comment\r"},
-                                  {"  PassWord = s3cret word \r", "  PassWord = ******** \r"},
-                                  {"licence_key==ABC-123", "licence_key==********"},
-                                  {"product.Password=Manager", "product.Password=Manager"},
-                                  {"name = visible", "name = visible"},
-                                  {"api = ", "api =******** "}};
   std::string input, logged;
-  for (auto const& [line, redacted] : lines) {
-    input += line + "\n";
-    logged += redacted + "\n";
+  for (auto const& row : qx::test::read_table("logger_redaction.tsv")) {
+    input += row["line"] + "\n";
+    logged += row["logged"] + "\n";
   }
   qx::test::write_file(y_, input);
   Logger const log(x_);
