@@ -2,7 +2,7 @@
 # configures once into build/<preset>, builds what changed and runs.
 JOBS ?= $(shell nproc 2>/dev/null || sysctl -n hw.ncpu 2>/dev/null || echo 2)
 FUZZ_SECONDS ?= 60
-FUZZ_TARGETS := property_map utf_conversion validate_arg url_allowed version_compare
+FUZZ_TARGETS := $(patsubst fuzz/%_fuzzer.cpp,%,$(wildcard fuzz/*_fuzzer.cpp))
 FUZZ_DIR := $(CURDIR)/build/fuzz
 
 .PHONY: run test bootstrap build asan tsan bench fuzz abi-update format clean
