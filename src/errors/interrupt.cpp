@@ -27,10 +27,13 @@ constinit std::atomic<bool> flag{false};
 }
 
 // is_set() for both exported polls, so that throw_if_set costs one call, not two.
+// Written as a branch to the cold path so that the clear path is load, test-and-jump, return.
 inline bool load_and_report() noexcept {
-  bool const value = flag.load(std::memory_order_seq_cst);
-  if (value) trace_status();
-  return value;
+  if (flag.load(std::memory_order_seq_cst)) [[unlikely]] {
+    trace_status();
+    return true;
+  }
+  return false;
 }
 
 }  // namespace
