@@ -3,8 +3,9 @@
 #include <algorithm>
 #include <numeric>
 #include <string_view>
-#include <unordered_map>
 #include <utility>
+
+#include <boost/unordered/unordered_flat_map.hpp>
 
 #include "inputfile/input_lines.hpp"
 #include "inputfile/rule_kinds.hpp"
@@ -198,7 +199,8 @@ class Reader {
   InputFileReport report_;
   std::size_t line_ = 0;
   // The line of each entry's latest assignment, or of its first list line; map nodes are stable.
-  std::unordered_map<PropertyMap::value_type const*, std::size_t> line_of_;
+  // A flat table: one allocation per growth instead of one per key.
+  boost::unordered_flat_map<PropertyMap::value_type const*, std::size_t> line_of_;
   // Assignments that a later one of the same key replaced: line and entry.
   std::vector<std::pair<std::size_t, PropertyMap::value_type const*>> overridden_;
 };
