@@ -54,12 +54,6 @@ std::string suggestion(std::string_view word, std::vector<std::string_view> cons
   return matches == 1 ? "; did you mean " + std::string(found) + "?" : std::string();
 }
 
-// The value of an assignment or list line as the parser stores it (before underscores).
-std::string_view value_of(std::string_view line, std::size_t separator) {
-  auto const start = line.find_first_not_of(line[separator], separator);
-  return start == std::string_view::npos ? std::string_view() : lines::trim(line.substr(start));
-}
-
 bool is_utf8(std::string_view text) {
   bool const ascii = std::all_of(text.begin(), text.end(),
                                  [](char c) { return static_cast<unsigned char>(c) < 0x80; });
@@ -140,7 +134,7 @@ class Reader {
 
   void comment_in_value(std::string_view text, std::size_t separator, std::string_view what,
                         ustring const& key) {
-    std::string_view const value = value_of(text, separator);
+    std::string_view const value = lines::value_text(text, separator);
     if (value.find(" #") == std::string_view::npos) return;
     add(Severity::note, "comment-in-value",
         std::string(what) + " " + quoted(value) + " of key " + quoted(ustring_to_utf8(key)) +

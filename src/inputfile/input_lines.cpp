@@ -22,11 +22,10 @@ ustring key_before(std::string_view line, std::size_t separator) {
   return fl::i18n::utf8_to_ustring(ascii_lower(trim(line.substr(0, separator))));
 }
 
-// The value after the run of `mark` that starts at `separator`, trimmed.
-ustring value_after(std::string_view line, std::size_t separator, char mark) {
-  auto const start = line.find_first_not_of(mark, separator);
+// The value after `separator`, in UTF-16.
+ustring value_after(std::string_view line, std::size_t separator) {
   ustring value;
-  if (start != std::string_view::npos) fl::i18n::append_utf16(value, trim(line.substr(start)));
+  fl::i18n::append_utf16(value, value_text(line, separator));
   return value;
 }
 
@@ -54,6 +53,11 @@ std::string_view trim(std::string_view text) noexcept {
   return rtrim(ltrim(text));
 }
 
+std::string_view value_text(std::string_view line, std::size_t separator) noexcept {
+  auto const start = line.find_first_not_of(line[separator], separator);
+  return start == std::string_view::npos ? std::string_view() : trim(line.substr(start));
+}
+
 std::string ascii_lower(std::string_view text) {
   static auto const& classic = std::use_facet<std::ctype<char>>(std::locale::classic());
   std::string out(text);
@@ -76,8 +80,7 @@ effect apply_line(PropertyMap& properties, std::string_view line, PropertyMap::i
     if (key.empty()) return effect::empty_key;
     if (is_list_key(key)) return effect::list_key_assignment;
     auto const slot =
-        properties.insert_or_assign(std::move(key), PropertyValue(value_after(line, eq, '=')))
-            .first;
+        properties.insert_or_assign(std::move(key), PropertyValue(value_after(line, eq))).first;
     if (node != nullptr) *node = slot;
     return effect::set;
   }
@@ -89,7 +92,7 @@ effect apply_line(PropertyMap& properties, std::string_view line, PropertyMap::i
   if (node != nullptr) *node = slot;
   auto* const list = std::get_if<std::vector<ustring>>(&slot->second);
   if (list == nullptr) return effect::list_on_single;  // the single value stays
-  ustring value = value_after(line, dot, '.');
+  ustring value = value_after(line, dot);
   remove_underscores(value);
   list->push_back(std::move(value));
   return effect::appended;

@@ -25,6 +25,9 @@ inline constexpr std::array<std::string_view, 2> list_keys{"product", "platform"
 [[nodiscard]] std::string_view rtrim(std::string_view text) noexcept;
 /// `text` without whitespace at either end.
 [[nodiscard]] std::string_view trim(std::string_view text) noexcept;
+/// The value of an assignment or list line whose separator ('=' or '.') is at `separator`:
+/// the text after the run of that separator, trimmed; empty (and without position) when none.
+[[nodiscard]] std::string_view value_text(std::string_view line, std::size_t separator) noexcept;
 /// A copy with 'A'..'Z' lowered (the classic locale's tolower), whatever locale is set.
 [[nodiscard]] std::string ascii_lower(std::string_view text);
 /// False for "", for whitespace-only text and for text whose first byte is '#'.

@@ -231,9 +231,10 @@ void copy_redacted(std::string& entry, std::string_view line, std::set<std::stri
     entry += line;
     return;
   }
+  std::string_view const value = lines::value_text(line, eq);
   std::size_t const end = lines::rtrim(line).size();
-  std::size_t start = line.find_first_not_of('=', eq);
-  start = start < end ? line.find_first_not_of(lines::whitespace, start) : end;
+  std::size_t const start =
+      value.empty() ? end : static_cast<std::size_t>(value.data() - line.data());
   entry += line.substr(0, start);
   entry += "********";
   entry += line.substr(end);
