@@ -118,6 +118,10 @@ process::process(command const& cmd, context const& ctx) : program_(cmd.program(
     argv.push_back(const_cast<char*>(argument.c_str()));  // posix_spawn does not write to it
   }
   argv.push_back(nullptr);
+  // Where posix_spawn runs the child as a plain fork (older C libraries, user-mode emulators),
+  // a failed exec shows only as exit status 127: checking first reports it the same everywhere.
+  if (faccessat(AT_FDCWD, program_.c_str(), X_OK, AT_EACCESS) != 0)
+    fail(errno, "cannot start", program_);
 
   file_actions actions(program_);
   spawn_attributes attributes(program_);
