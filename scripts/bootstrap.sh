@@ -12,6 +12,18 @@ debian_packages=(
 if [[ "${QX_WITH_FUZZ:-0}" == 1 ]]; then
   debian_packages+=(clang-14 libclang-rt-14-dev)
 fi
+# Only for `make arm64-test`: the cross compiler, the emulator and the arm64 multiarch libraries.
+# Boost.Log's packages are not multiarch (their amd64 and arm64 builds replace each other), so
+# its arm64 build is unpacked under build/arm64-boost-log instead of installed.
+arm64_boost_log=(libboost-log1.81-dev libboost-log1.81.0)
+if [[ "${QX_WITH_ARM64:-0}" == 1 ]]; then
+  debian_packages+=(g++-aarch64-linux-gnu qemu-user)
+  for pkg in libboost1.81-dev libboost-locale1.81-dev libboost-url1.81-dev libboost-atomic1.81-dev \
+    libboost-date-time1.81-dev libboost-filesystem1.81-dev libboost-regex1.81-dev \
+    libboost-system1.81-dev libboost-thread1.81-dev libgtest-dev libgmock-dev; do
+    debian_packages+=("$pkg:arm64")
+  done
+fi
 
 case "$(uname -s)" in
   Linux)
@@ -20,12 +32,27 @@ case "$(uname -s)" in
       dpkg-query -W -f='${Status}' "$pkg" 2>/dev/null | grep -q 'install ok installed' ||
         missing+=("$pkg")
     done
+    sudo=""
+    [[ $(id -u) -eq 0 ]] || sudo="sudo"
     if ((${#missing[@]})); then
       echo "bootstrap: installing ${missing[*]}"
-      sudo=""
-      [[ $(id -u) -eq 0 ]] || sudo="sudo"
+      if [[ "${QX_WITH_ARM64:-0}" == 1 ]] && ! dpkg --print-foreign-architectures | grep -qx arm64; then
+        $sudo dpkg --add-architecture arm64
+      fi
       $sudo apt-get update -qq
       DEBIAN_FRONTEND=noninteractive $sudo apt-get install -y -qq --no-install-recommends "${missing[@]}"
+    fi
+    unpacked=$(dirname "$0")/../build/arm64-boost-log
+    if [[ "${QX_WITH_ARM64:-0}" == 1 && ! -f $unpacked/.done ]]; then
+      rm -rf "$unpacked" && mkdir -p "$unpacked/debs"
+      (cd "$unpacked/debs" && apt-get download -qq -o APT::Sandbox::User=root "${arm64_boost_log[@]/%/:arm64}")
+      for deb in "$unpacked"/debs/*.deb; do dpkg-deb -x "$deb" "$unpacked"; done
+      # Its CMake package expects the rest of Boost beside it: a file of the installed Boost's
+      # CMake packages, and a header folder (the headers come with libboost1.81-dev:arm64).
+      ln -s /usr/lib/aarch64-linux-gnu/cmake/BoostDetectToolset-1.81.0.cmake \
+        "$unpacked/usr/lib/aarch64-linux-gnu/cmake/"
+      mkdir -p "$unpacked/usr/include"
+      touch "$unpacked/.done"
     fi
     ;;
   Darwin)

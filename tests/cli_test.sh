@@ -7,6 +7,10 @@ set -uo pipefail
 qx=$(cd "$(dirname "$1")" && pwd)/$(basename "$1") group=$2 table=$3 failures=0 rows=0
 work=$(mktemp -d)
 trap 'rm -rf "$work"' EXIT
+if [[ -n ${QX_EMULATOR:-} ]]; then # a cross build: every run of the tool goes through the emulator
+  printf '#!/bin/sh\nexec %s "%s" "$@"\n' "$QX_EMULATOR" "$qx" >"$work/qx" && chmod +x "$work/qx"
+  qx=$work/qx
+fi
 cd "$work" || exit 1
 export TMPDIR=$work/tmp # the default installation log stays inside the work folder
 mkdir -p "$TMPDIR"
