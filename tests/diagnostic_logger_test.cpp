@@ -1,6 +1,5 @@
 #include "foundation/log/diagnostic_logger.hpp"
 
-#include "support/support.hpp"
 #include "support/trace_capture.hpp"
 
 using foundation::log::basic_diagnostic_logger;

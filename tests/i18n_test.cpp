@@ -1,7 +1,5 @@
 #include "fl/i18n.hpp"
 
-#include <sstream>
-
 #include "support/support.hpp"
 
 using fl::i18n::ustring_to_utf8;

@@ -1,8 +1,5 @@
 #include "install/cpputil/input_file_diagnostics.hpp"
 
-#include <filesystem>
-#include <sstream>
-
 #include "support/support.hpp"
 
 using namespace install::cpputil;
@@ -21,8 +18,7 @@ class Diagnostics : public testing::TestWithParam<qx::test::Row> {
   // Reads `content` as an input file with diagnostics; the map must be what parse returns.
   InputFileReport check(std::string const& content,
                         std::map<std::string, std::string> const& rules = {}) {
-    qx::test::write_file(dir_.file("in.txt"), content);
-    ustring const file = fl::i18n::utf8_to_ustring(dir_.file("in.txt"));
+    ustring const file = fl::i18n::utf8_to_ustring(dir_.write("in.txt", content));
     InputFileReport report = checkInputFile(file, rules);
     EXPECT_EQ(report.properties, InputFileParser().parse(file)) << content.substr(0, 200);
     return report;
@@ -30,7 +26,6 @@ class Diagnostics : public testing::TestWithParam<qx::test::Row> {
   qx::test::TempDir dir_;
 };
 
-// Rules are "key=rule" items joined by '|'.
 TEST_P(Diagnostics, ReportsEveryFindingInLineOrder) {
   std::map<std::string, std::string> rules;
   std::istringstream items(GetParam()["rules"]);

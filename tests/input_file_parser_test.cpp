@@ -1,8 +1,5 @@
 #include "install/cpputil/input_file_parser.hpp"
 
-#include <stdexcept>
-
-#include "support/support.hpp"
 #include "support/trace_capture.hpp"
 
 using fl::i18n::ustring_to_utf8;
@@ -22,10 +19,6 @@ std::string render(install::cpputil::PropertyMap const& map) {
 
 class InputFile : public testing::TestWithParam<qx::test::Row> {
  protected:
-  ustring write(std::string const& content) const {
-    qx::test::write_file(dir_.file("answers.txt"), content);
-    return utf8_to_ustring(dir_.file("answers.txt"));
-  }
   qx::test::TempDir dir_;
   InputFileParser parser_;
 };
@@ -33,7 +26,7 @@ class InputFile : public testing::TestWithParam<qx::test::Row> {
 // Kept lines are traced at level 4 as they are read; turning them into properties traces
 // nothing. parse builds the map as it reads: the same map as converting the kept lines.
 TEST_P(InputFile, KeepsTrimmedContentLinesTracesThemAndParsesThem) {
-  ustring const file = write(GetParam()["content"]);
+  ustring const file = utf8_to_ustring(dir_.write("answers.txt", GetParam()["content"]));
   EXPECT_EQ(parser_.getUserInputsFromFile(file), GetParam()["kept"]);
   qx::test::TraceCapture const capture("install::cpputil::InputFileParser");
   EXPECT_EQ(render(parser_.parse(file)), GetParam()["map"]);
@@ -50,7 +43,7 @@ TEST_P(PropertyLines, ConvertToProperties) {
   EXPECT_EQ(render(parser_.convertInputsToPropertyMap(GetParam()["inputs"])), GetParam()["map"]);
 }
 TEST_P(PropertyLines, ParseEqualsConvertingTheKeptLines) {
-  ustring const file = write(GetParam()["inputs"]);
+  ustring const file = utf8_to_ustring(dir_.write("answers.txt", GetParam()["inputs"]));
   EXPECT_EQ(parser_.parse(file),
             parser_.convertInputsToPropertyMap(parser_.getUserInputsFromFile(file)));
 }
@@ -69,29 +62,25 @@ QX_TABLE_TEST(TextHelpers, TrimLowerUnderscoresAndShouldAppend, "input_file_pars
   EXPECT_EQ(shouldAppend(text) ? "kept" : "dropped", GetParam()["shouldAppend"]);
 }
 
-TEST(InputFileParser, AMissingFileOrAnEmptyNameThrows) {
-  qx::test::TempDir const dir;
-  for (ustring const& name : {ustring(), utf8_to_ustring(dir.file("missing.txt"))})
-    EXPECT_THAT([&] { static_cast<void>(InputFileParser().parse(name)); },
+TEST_F(InputFile, AMissingFileOrAnEmptyNameThrows) {
+  for (ustring const& name : {ustring(), utf8_to_ustring(dir_.file("missing.txt"))})
+    EXPECT_THAT([&] { static_cast<void>(parser_.parse(name)); },
                 testing::ThrowsMessage<std::runtime_error>("input file does not exist!"));
 }
 
 // A folder, a FIFO without a writer and a device read as files that cannot be opened.
-TEST(InputFileParser, AnythingButARegularFileHasNoLinesAndIsNotWaitedFor) {
-  qx::test::TempDir const dir;
-  std::string const names[] = {dir.path().string(), dir.fifo("fifo"), "/dev/zero"};
-  qx::test::expect_returns_within(10, [&names] {
+TEST_F(InputFile, AnythingButARegularFileHasNoLinesAndIsNotWaitedFor) {
+  std::string const names[] = {dir_.path().string(), dir_.fifo("fifo"), "/dev/zero"};
+  qx::test::expect_returns_within(10, [&] {
     for (std::string const& name : names) {
-      EXPECT_EQ(InputFileParser().getUserInputsFromFile(utf8_to_ustring(name)), "") << name;
-      EXPECT_TRUE(InputFileParser().parse(utf8_to_ustring(name)).empty()) << name;
+      EXPECT_EQ(parser_.getUserInputsFromFile(utf8_to_ustring(name)), "") << name;
+      EXPECT_TRUE(parser_.parse(utf8_to_ustring(name)).empty()) << name;
     }
   });
 }
 
-TEST(InputFileParser, LinesHaveNoLengthLimit) {
-  qx::test::TempDir const dir;
+TEST_F(InputFile, LinesHaveNoLengthLimit) {
   std::string const value(10U << 20, 'x');
-  qx::test::write_file(dir.file("line.txt"), "K=" + value);
-  EXPECT_EQ(InputFileParser().parse(utf8_to_ustring(dir.file("line.txt"))),
+  EXPECT_EQ(parser_.parse(utf8_to_ustring(dir_.write("line.txt", "K=" + value))),
             (install::cpputil::PropertyMap{{u"k", ustring(value.size(), u'x')}}));
 }

@@ -1,6 +1,5 @@
 #include "install/cpputil/installer_locale.hpp"
 
-#include "support/support.hpp"
 #include "support/trace_capture.hpp"
 
 TEST(InstallerLocale, JoinsMessagesLanguageAndRegionWithUnderscore) {

@@ -1,7 +1,5 @@
 #include "foundation/network/iri.hpp"
 
-#include <stdexcept>
-
 #include "support/support.hpp"
 
 using foundation::network::IRI;

@@ -1,21 +1,14 @@
 #include "install/cpputil/logger.hpp"
 
-#include <sys/stat.h>
-#include <array>
-#include <filesystem>
-#include <optional>
-
 #include "install/platformutil/platform_utility.hpp"
-#include "support/support.hpp"
 #include "support/trace_capture.hpp"
 
 namespace logger = install::cpputil::logger;
+namespace fs = std::filesystem;
 using logger::Logger;
 using qx::test::what_of;
 using Lines = std::vector<std::string>;
 using namespace std::string_literals;
-
-static_assert(!std::is_copy_constructible_v<Logger> && std::is_nothrow_destructible_v<Logger>);
 
 std::string utf8(fl::filesystem::basic_path const& path) {
   return fl::i18n::ustring_to_utf8(path.string());
@@ -27,23 +20,16 @@ class LoggerTest : public testing::Test {
     ASSERT_TRUE(logger::get_destination().empty()) << "a test left a destination behind";
     logger::detail::forget_last_destination();
   }
-  [[nodiscard]] std::string log_of(std::string const& name) const {
-    return qx::test::untimed(qx::test::read_file(dir_.file(name)));
-  }
-  // The trace lines ("<level><message>", times as "(T)") that start with `prefix`.
-  [[nodiscard]] Lines traced(std::string const& prefix = "") const {
-    Lines out;
-    for (auto const& line : trace_.lines())
-      if (line.substr(1).starts_with(prefix)) out.push_back(qx::test::untimed(line));
-    return out;
+  [[nodiscard]] static std::string log_of(std::string const& file) {
+    return qx::test::untimed(qx::test::read_file(file));
   }
 
   qx::test::TempDir dir_;
-  std::string const x_ = dir_.file("x.log"), y_ = dir_.file("y.log");
+  std::string const user_ = install::platformutil::PlatformUtility().getPlatformUserName();
+  std::string const x_ = dir_.file("x.log"), y_ = dir_.file("y.log"),
+                    default_log_ = dir_.file("quillford_" + user_ + ".log");
   qx::test::ScopedEnv tmpdir_{"TMPDIR", dir_.path().c_str()};
   qx::test::TraceCapture trace_{"install::cpputil::logger"};
-  std::string const default_log_ =
-      "quillford_" + install::platformutil::PlatformUtility().getPlatformUserName() + ".log";
 };
 
 TEST_F(LoggerTest, SwitchOverWritesIntoTheOldDestinationAndTracesEachStep) {
@@ -54,12 +40,12 @@ TEST_F(LoggerTest, SwitchOverWritesIntoTheOldDestinationAndTracesEachStep) {
   EXPECT_EQ(utf8(logger::detail::get_last_destination()), x_);
   std::string const reset = "Reset destination file log " + x_ + " to " + y_;
   EXPECT_EQ(
-      traced(),
+      trace_.lines(),
       (Lines{"4set destination" + y_, "4 destination_file.string()=" + x_ + " ofile.string()=" + y_,
              "4 msg=" + reset, "8flush destination", "4 last_destination_file.string()=" + x_,
              "8unset destination", "4 destination_file.string()=" + y_}));
-  EXPECT_EQ(log_of("x.log"), "(T) " + reset + "\n");
-  EXPECT_EQ(log_of("y.log"), "");
+  EXPECT_EQ(log_of(x_), "(T) " + reset + "\n");
+  EXPECT_EQ(log_of(y_), "");
 }
 
 TEST_F(LoggerTest, DestroyingAnyLoggerClearsTheDestinationAndAnOuterOneKeepsTheLast) {
@@ -71,31 +57,30 @@ TEST_F(LoggerTest, DestroyingAnyLoggerClearsTheDestinationAndAnOuterOneKeepsTheL
     trace_.clear();
   }
   EXPECT_EQ(utf8(logger::detail::get_last_destination()), y_);
-  EXPECT_EQ(traced(), Lines{"4no destination, keep last \"" + y_ + "\""});
+  EXPECT_EQ(trace_.lines(), Lines{"4no destination, keep last \"" + y_ + "\""});
 }
 
 TEST_F(LoggerTest, TheSameFileAgainAndTheLivePathAsRequest) {
   Logger const first(x_);
   Logger const again(logger::get_destination());  // the live path changes during switch-over
-  EXPECT_EQ(log_of("x.log"), "(T) Reset destination file log " + x_ + " to " + x_ + "\n");
+  EXPECT_EQ(log_of(x_), "(T) Reset destination file log " + x_ + " to " + x_ + "\n");
   EXPECT_EQ(utf8(logger::get_destination()), x_);
   EXPECT_EQ(utf8(logger::detail::get_last_destination()), x_);
 }
 
 TEST_F(LoggerTest, CreatesParentFoldersAndNeverTruncates) {
   { Logger const log(dir_.file("a/b/install.log")); }
-  EXPECT_TRUE(std::filesystem::is_regular_file(dir_.path() / "a/b/install.log"));
-  qx::test::write_file(x_, "earlier run\n");
+  EXPECT_TRUE(fs::is_regular_file(dir_.file("a/b/install.log")));
+  dir_.write("x.log", "earlier run\n");
   Logger const log(fl::filesystem::make_path(fl::i18n::utf8_to_ustring(x_)));
   logger::append_message(u"next");
-  EXPECT_EQ(log_of("x.log"), "earlier run\n(T) next\n");
+  EXPECT_EQ(log_of(x_), "earlier run\n(T) next\n");
 }
 
 // Each failure throws at once, traces its text and changes no state; its notice goes into the
 // current destination when there is one. A FIFO without a reader is not waited for.
 TEST_F(LoggerTest, AFailedConstructionThrowsAndChangesNoState) {
-  qx::test::write_file(dir_.path() / "plain", "x");
-  std::string const sub = dir_.file("plain/sub"), folder = dir_.path().string(),
+  std::string const sub = dir_.write("plain", "x") + "/sub", folder = dir_.path().string(),
                     fifo = dir_.fifo("fifo");
   std::string const cases[][3] = {
       {fifo, "open file \"" + fifo + "\"", "file for installation log " + fifo},
@@ -105,21 +90,21 @@ TEST_F(LoggerTest, AFailedConstructionThrowsAndChangesNoState) {
   qx::test::expect_returns_within(10, [&] {
     for (bool const with_destination : {false, true}) {
       for (auto const& [requested, error, notice] : cases) {
-        std::filesystem::remove(x_);
+        fs::remove(x_);
         std::optional<Logger> active;
         if (with_destination) active.emplace(x_);
         auto const last_before = logger::detail::get_last_destination();
-        std::string const text = "Install Logger: Cannot " + error;
-        EXPECT_EQ(what_of([&] { Logger const failing(requested); }), text);
-        EXPECT_EQ(traced().back(), "4set destination:" + text);
+        EXPECT_EQ(what_of([&] { Logger const failing(requested); }),
+                  "Install Logger: Cannot " + error);
+        EXPECT_EQ(trace_.lines().back(), "4set destination:Install Logger: Cannot " + error);
         EXPECT_EQ(utf8(logger::get_destination()), with_destination ? x_ : "");
         EXPECT_EQ(logger::detail::get_last_destination(), last_before);
-        EXPECT_EQ(log_of("x.log"),
+        EXPECT_EQ(log_of(x_),
                   with_destination ? "(T) Unable to create specified " + notice + "\n" : "");
       }
     }
   });
-  EXPECT_FALSE(std::filesystem::exists(dir_.path() / default_log_));
+  EXPECT_FALSE(fs::exists(default_log_));
 }
 
 TEST_F(LoggerTest, WithoutALoggerEntriesGoToTheDefaultFileCreatedPrivate) {
@@ -127,10 +112,8 @@ TEST_F(LoggerTest, WithoutALoggerEntriesGoToTheDefaultFileCreatedPrivate) {
   { Logger const log(x_); }
   logger::append_message(u"after");
   EXPECT_EQ(log_of(default_log_), "(T) before\n(T) after\n");
-  EXPECT_EQ(log_of("x.log"), "");
-  struct stat st {};
-  ASSERT_EQ(::stat(dir_.file(default_log_).c_str(), &st), 0);
-  EXPECT_EQ(st.st_mode & 0777, 0600U);
+  EXPECT_EQ(log_of(x_), "");
+  EXPECT_EQ(fs::status(default_log_).permissions(), fs::perms::owner_read | fs::perms::owner_write);
 }
 
 TEST_F(LoggerTest, EntriesAreWrittenAsGivenInUtf8AndEmptyOnesNotAtAll) {
@@ -139,76 +122,75 @@ TEST_F(LoggerTest, EntriesAreWrittenAsGivenInUtf8AndEmptyOnesNotAtAll) {
     logger::append_message(ustring(message));
   logger::append_message(std::string());
   logger::append_message("bad \xFF byte, NUL \0 kept, crlf\r\n"s);
-  EXPECT_EQ(log_of("x.log"),
+  EXPECT_EQ(log_of(x_),
             "(T) three\nline\nmessage\n(T) Gr\xC3\xBC\xC3\x9F"
             "e \xF0\x9F\x98\x80\n(T) bad \xEF\xBF\xBD byte, NUL \0 kept, crlf\r\n\n"s);
-  EXPECT_FALSE(std::filesystem::exists(dir_.path() / default_log_));
+  EXPECT_FALSE(fs::exists(default_log_));
 }
 
 TEST_F(LoggerTest, AMissingFileIsRecreatedButAMissingFolderDropsTheEntry) {
   Logger const log(dir_.file("sub/p.log"));
-  std::filesystem::remove(dir_.path() / "sub/p.log");
+  fs::remove(dir_.file("sub/p.log"));
   logger::append_message(std::string("recreated"));
-  EXPECT_EQ(log_of("sub/p.log"), "(T) recreated\n");
-  std::filesystem::remove_all(dir_.path() / "sub");
+  EXPECT_EQ(log_of(dir_.file("sub/p.log")), "(T) recreated\n");
+  fs::remove_all(dir_.file("sub"));
   logger::append_message(std::string("folder gone"));
-  EXPECT_FALSE(std::filesystem::exists(dir_.path() / "sub"));
-  EXPECT_EQ(traced("failed"), Lines{"4failed to open destination_file for u8msg (T) folder gone"});
+  EXPECT_FALSE(fs::exists(dir_.file("sub")));
+  EXPECT_EQ(trace_.lines("failed"),
+            Lines{"4failed to open destination_file for u8msg (T) folder gone"});
 }
 
 TEST_F(LoggerTest, APlantedDefaultFileIsNeverWrittenOrWaitedFor) {
-  qx::test::write_file(x_, "secret\n");
-  std::filesystem::create_symlink(x_, dir_.path() / default_log_);
+  fs::create_symlink(dir_.write("x.log", "secret\n"), default_log_);
   logger::append_message(std::string("planted link"));
   EXPECT_EQ(qx::test::read_file(x_), "secret\n");
-  std::filesystem::remove(dir_.path() / default_log_);
+  fs::remove(default_log_);
   dir_.fifo(default_log_);
   qx::test::expect_returns_within(10, [] { logger::append_message(std::string("fifo")); });
   logger::append_message(std::string("fifo"));
-  EXPECT_EQ(traced("failed"), (Lines{"4failed to open destination_file for u8msg (T) planted link",
-                                     "4failed to open destination_file for u8msg (T) fifo"}));
+  EXPECT_EQ(trace_.lines("failed"),
+            (Lines{"4failed to open destination_file for u8msg (T) planted link",
+                   "4failed to open destination_file for u8msg (T) fifo"}));
 }
 
 TEST_F(LoggerTest, AFailedWriteDropsTheEntryAndTracesIt) {
   Logger const full(std::string("/dev/full"));
   logger::append_message(std::string("device full"));
-  EXPECT_EQ(traced("failed"), Lines{"4failed to write destination_file for u8msg (T) device full"});
+  EXPECT_EQ(trace_.lines("failed"),
+            Lines{"4failed to write destination_file for u8msg (T) device full"});
 }
 
 TEST_F(LoggerTest, AppendFileFramesTheFileAndTheThreeFormsAgree) {
+  auto rows = qx::test::read_table("logger_append_file.tsv");
   std::string const big(10U << 20, 'x');
-  std::vector<std::array<std::string, 3>> cases{{"ten megabyte line", big, big + "\n"}};
-  for (auto const& row : qx::test::read_table("logger_append_file.tsv"))
-    cases.push_back({row.name, row["content"], row["logged"]});
+  rows.push_back({{{"content", big}, {"logged", big + "\n"}}, "ten megabyte line"});
   Logger const log(x_);
-  for (auto const& [name, content, body] : cases) {
-    std::string const file = dir_.file(name);
-    qx::test::write_file(file, content);
-    std::filesystem::remove(x_);
+  for (auto const& row : rows) {
+    std::string const file = dir_.write(row.name, row["content"]);
+    fs::remove(x_);
     logger::append_file(file);
     logger::append_file(fl::i18n::utf8_to_ustring(file));
     logger::append_file(fl::filesystem::make_path(fl::i18n::utf8_to_ustring(file)));
     std::string const entry =
-        "(T) Content of the file " + file + "\n" + body + "End of the file " + file + "\n";
-    EXPECT_EQ(log_of("x.log"), entry + entry + entry) << name;
+        "(T) Content of the file " + file + "\n" + row["logged"] + "End of the file " + file + "\n";
+    EXPECT_EQ(log_of(x_), entry + entry + entry) << row.name;
   }
 }
 
 TEST_F(LoggerTest, AppendFileChecksTheDestinationThenExistenceThenOpening) {
-  qx::test::write_file(y_, "x\n");
   auto const append = [](std::string const& file) {
     return what_of([&file] { logger::append_file(file); });
   };
-  EXPECT_EQ(append(y_), "Logger destination was not initialized.");
+  EXPECT_EQ(append(dir_.write("y.log", "x\n")), "Logger destination was not initialized.");
   EXPECT_EQ(append(dir_.file("missing")), "Logger destination was not initialized.");
-  EXPECT_EQ(traced(), Lines(2, "8append_file: The output file destination is not set."));
-  EXPECT_FALSE(std::filesystem::exists(dir_.path() / default_log_));
+  EXPECT_EQ(trace_.lines(), Lines(2, "8append_file: The output file destination is not set."));
+  EXPECT_FALSE(fs::exists(default_log_));
 
   Logger const log(x_);
   trace_.clear();
   EXPECT_EQ(append(dir_.file("missing")), "The file does not exist.");
   EXPECT_EQ(append(""), "The file does not exist.");
-  EXPECT_EQ(traced(), Lines(2, "8append_file: The file does not exist."));
+  EXPECT_EQ(trace_.lines(), Lines(2, "8append_file: The file does not exist."));
   // Nothing but a regular file opens, and a FIFO without a writer is not waited for.
   std::string const unreadable[] = {dir_.path().string(), dir_.fifo("fifo"), "/dev/zero"};
   qx::test::expect_returns_within(10, [&] {
@@ -226,10 +208,10 @@ TEST_F(LoggerTest, AppendFileRedactedWritesNoSecretAndChangesNothingElse) {
     input += row["line"] + "\n";
     logged += row["logged"] + "\n";
   }
-  qx::test::write_file(y_, input);
+  dir_.write("y.log", input);
   Logger const log(x_);
   logger::append_file_redacted(fl::i18n::utf8_to_ustring(y_), {"password", " Licence_Key ", "API"});
-  std::string const text = log_of("x.log");
+  std::string const text = log_of(x_);
   EXPECT_EQ(text, "(T) Content of the file " + y_ + "\n" + logged + "End of the file " + y_ + "\n");
   for (char const* secret : {"first", "s3cret", "ABC-123"})
     EXPECT_EQ(text.find(secret), std::string::npos) << secret;

@@ -2,7 +2,6 @@
 
 #include <locale>
 #include <random>
-#include <sstream>
 
 #include "ordering/product_order_key.hpp"
 #include "support/support.hpp"

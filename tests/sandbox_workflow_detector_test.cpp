@@ -13,16 +13,13 @@ struct ThrowingDetector : SandboxWorkflowDetector {
 
 TEST(SandboxWorkflowDetector, AMarkerBesideTheInstallFolderDecides) {
   ustring const default_path = fl::filesystem::get_install_path();
-  qx::test::TempDir root;
-  auto const product = root.path() / "product";
-  auto const marker = root.path() / "qx_anchor";
-  std::filesystem::create_directories(product);
-  fl::filesystem::set_install_path(fl::i18n::utf8_to_ustring(product.string()));
+  qx::test::TempDir const root;
+  root.write("product/qx_anchor", "");  // inside, not beside: does not count
+  root.write("qx_anchor.txt", "");
+  fl::filesystem::set_install_path(fl::i18n::utf8_to_ustring(root.file("product")));
   SandboxWorkflowDetector const detector;
-  qx::test::write_file(product / "qx_anchor", "");  // inside, not beside: does not count
-  qx::test::write_file(root.path() / "qx_anchor.txt", "");
   EXPECT_FALSE(detector.isSandboxWorkflow());
-  qx::test::write_file(marker, "");
+  std::string const marker = root.write("qx_anchor", "");
   EXPECT_TRUE(detector.isSandboxPathExist());
   std::filesystem::remove(marker);
   std::filesystem::create_directory(marker);  // a folder counts as well

@@ -1,7 +1,5 @@
 #include "foundation/locale/system_locale.hpp"
 
-#include <stdexcept>
-
 #include "support/support.hpp"
 
 using foundation::locale::system_locale;

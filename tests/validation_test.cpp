@@ -1,8 +1,5 @@
 #include "install/cpputil/validation.hpp"
 
-#include <sys/stat.h>
-#include <stdexcept>
-
 #include "install/cpputil/logger.hpp"
 #include "support/support.hpp"
 
@@ -36,24 +33,14 @@ class FileRule : public testing::Test {
  protected:
   qx::test::TempDir dir_;
   std::string const log_ = dir_.file("install.log"), missing_ = dir_.file("missing.txt"),
-                    empty_ = dir_.file("empty.txt"), one_ = dir_.file("one.txt");
-  void SetUp() override {
-    qx::test::write_file(empty_, "");
-    qx::test::write_file(one_, "1");
-  }
+                    empty_ = dir_.write("empty.txt", ""), one_ = dir_.write("one.txt", "1");
 };
 
 TEST_F(FileRule, NeedsAnExistingRegularFileOfOneByteOrMore) {
   EXPECT_TRUE(validate_rfile(one_));
-  ASSERT_EQ(::mkfifo(dir_.file("fifo").c_str(), 0600), 0);
-  std::string const refused[] = {empty_,
-                                 missing_,
-                                 "",
-                                 one_ + "/below",
-                                 dir_.file(""),
-                                 dir_.file(std::string(300, 'n')),
-                                 dir_.file("fifo"),
-                                 "/dev/zero"};
+  std::string const refused[] = {
+      empty_,        missing_,          "",          one_ + "/below",
+      dir_.file(""), dir_.fifo("fifo"), "/dev/zero", dir_.file(std::string(300, 'n'))};
   qx::test::expect_returns_within(10, [&] {
     for (std::string const& path : refused) EXPECT_FALSE(validate_rfile(path)) << path;
   });

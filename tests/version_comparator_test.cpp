@@ -1,9 +1,5 @@
 #include "install/cpputil/version_comparator.hpp"
 
-#include <sstream>
-#include <stdexcept>
-#include <typeinfo>
-
 #include "support/support.hpp"
 
 using install::cpputil::VersionComparator;

@@ -4,11 +4,9 @@
 #include <sys/wait.h>
 #include <unistd.h>
 #include <csignal>
-#include <cstdlib>
 #include <fstream>
 #include <iterator>
 #include <regex>
-#include <stdexcept>
 
 namespace qx::test {
 
@@ -18,9 +16,11 @@ TempDir::TempDir() {
   path_ = pattern;
 }
 
-TempDir::~TempDir() {
-  std::error_code ec;
-  std::filesystem::remove_all(path_, ec);
+std::string TempDir::write(std::string const& name, std::string const& content) const {
+  std::filesystem::create_directories((path_ / name).parent_path());
+  if (!(std::ofstream(file(name), std::ios::binary) << content).flush())
+    throw std::runtime_error("cannot write " + file(name));
+  return file(name);
 }
 
 std::string TempDir::fifo(std::string const& name) const {
@@ -28,23 +28,9 @@ std::string TempDir::fifo(std::string const& name) const {
   return file(name);
 }
 
-void write_file(std::filesystem::path const& path, std::string const& content) {
-  if (!(std::ofstream(path, std::ios::binary) << content).flush())
-    throw std::runtime_error("cannot write " + path.string());
-}
-
 std::string read_file(std::filesystem::path const& path) {
   std::ifstream in(path, std::ios::binary);
   return {std::istreambuf_iterator<char>(in), std::istreambuf_iterator<char>()};
-}
-
-ScopedEnv::ScopedEnv(std::string name, char const* value) : name_(std::move(name)) {
-  if (char const* old = std::getenv(name_.c_str())) old_ = old;
-  value != nullptr ? setenv(name_.c_str(), value, 1) : unsetenv(name_.c_str());
-}
-
-ScopedEnv::~ScopedEnv() {
-  old_ ? setenv(name_.c_str(), old_->c_str(), 1) : unsetenv(name_.c_str());
 }
 
 std::string untimed(std::string const& text) {

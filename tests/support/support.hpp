@@ -1,15 +1,18 @@
 #pragma once
 
 // What the tests share: a scratch folder, environment variables for a scope, log text without
-// its times, a deadline for calls that could hang, and data tables as test parameters.
+// its times, a deadline for calls that could hang, data tables as test parameters, and the
+// standard headers that most tests use.
 
 #include <gmock/gmock.h>
 
+#include <cstdlib>
 #include <filesystem>
 #include <functional>
 #include <map>
 #include <optional>
 #include <ostream>
+#include <sstream>
 #include <stdexcept>
 #include <string>
 #include <vector>
@@ -20,11 +23,16 @@ namespace qx::test {
 class TempDir {
  public:
   TempDir();
-  ~TempDir();
+  ~TempDir() {
+    std::error_code ec;
+    std::filesystem::remove_all(path_, ec);
+  }
   TempDir(TempDir const&) = delete;
   TempDir& operator=(TempDir const&) = delete;
   [[nodiscard]] std::filesystem::path const& path() const { return path_; }
   [[nodiscard]] std::string file(std::string const& name) const { return (path_ / name).string(); }
+  /// Writes the file `name` in the folder, creating its own folders; returns its path.
+  std::string write(std::string const& name, std::string const& content) const;
   /// Makes the FIFO `name` in the folder, with no process at either end.
   std::string fifo(std::string const& name) const;
 
@@ -32,15 +40,17 @@ class TempDir {
   std::filesystem::path path_;
 };
 
-void write_file(std::filesystem::path const& path, std::string const& content);
 /// The whole content of `path`; empty when it cannot be read.
 [[nodiscard]] std::string read_file(std::filesystem::path const& path);
 
 /// Sets an environment variable (unsets it for a null `value`) until the scope ends.
 class ScopedEnv {
  public:
-  ScopedEnv(std::string name, char const* value);
-  ~ScopedEnv();
+  ScopedEnv(std::string name, char const* value) : name_(std::move(name)) {
+    if (char const* old = std::getenv(name_.c_str())) old_ = old;
+    value != nullptr ? setenv(name_.c_str(), value, 1) : unsetenv(name_.c_str());
+  }
+  ~ScopedEnv() { old_ ? setenv(name_.c_str(), old_->c_str(), 1) : unsetenv(name_.c_str()); }
   ScopedEnv(ScopedEnv const&) = delete;
   ScopedEnv& operator=(ScopedEnv const&) = delete;
 

@@ -11,16 +11,17 @@ namespace qx::test {
 
 namespace logging = boost::log;
 
-// Keeps the records of one channel as "<level><message>"; the frontend serialises access.
+// Keeps the level and message of each record of one channel; the frontend serialises access.
 struct TraceCapture::collector
     : logging::sinks::basic_sink_backend<logging::sinks::synchronized_feeding> {
   std::string channel;
-  std::vector<std::string> lines;
+  std::vector<std::pair<unsigned, std::string>> records;
   void consume(logging::record_view const& record) {
     if (logging::extract_or_default<std::string>("Channel", record, std::string()) != channel)
       return;
-    lines.push_back(std::to_string(logging::extract_or_default<unsigned>("Severity", record, 0U)) +
-                    logging::extract_or_default<std::string>("Message", record, std::string()));
+    records.emplace_back(
+        logging::extract_or_default<unsigned>("Severity", record, 0U),
+        logging::extract_or_default<std::string>("Message", record, std::string()));
   }
 };
 
@@ -36,12 +37,15 @@ TraceCapture::~TraceCapture() {
   logging::core::get()->remove_sink(sink_);
 }
 
-std::vector<std::string> TraceCapture::lines() const {
-  return sink_->locked_backend()->lines;
+std::vector<std::string> TraceCapture::lines(std::string const& prefix) const {
+  std::vector<std::string> out;
+  for (auto const& [level, message] : sink_->locked_backend()->records)
+    if (message.starts_with(prefix)) out.push_back(std::to_string(level) + untimed(message));
+  return out;
 }
 
 void TraceCapture::clear() {
-  sink_->locked_backend()->lines.clear();
+  sink_->locked_backend()->records.clear();
 }
 
 }  // namespace qx::test

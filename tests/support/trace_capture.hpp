@@ -1,8 +1,8 @@
 #pragma once
 
 #include <boost/log/sinks/sync_frontend.hpp>
-#include <string>
-#include <vector>
+
+#include "support/support.hpp"
 
 namespace qx::test {
 
@@ -14,8 +14,9 @@ class TraceCapture {
   ~TraceCapture();
   TraceCapture(TraceCapture const&) = delete;
   TraceCapture& operator=(TraceCapture const&) = delete;
-  /// The records so far, in order, each its level followed by its message ("4 msg=x").
-  [[nodiscard]] std::vector<std::string> lines() const;
+  /// The records so far whose message starts with `prefix`, in order, each its level followed
+  /// by its message with times as untimed() writes them ("4 msg=x").
+  [[nodiscard]] std::vector<std::string> lines(std::string const& prefix = "") const;
   /// Forgets the records so far.
   void clear();
 
