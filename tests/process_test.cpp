@@ -3,8 +3,6 @@
 #include <sys/wait.h>
 #include <unistd.h>
 #include <cerrno>
-#include <csignal>
-#include <filesystem>
 #include <system_error>
 
 #include "support/support.hpp"
@@ -13,17 +11,22 @@ using foundation::core::command;
 using foundation::core::context;
 using foundation::core::process;
 
-TEST(Process, ReturnsExitCodeOrSignalPlus128EvenAfterAMove) {
-  std::pair<char const*, int> const cases[] = {
-      {"exit 0", 0}, {"exit 255", 255}, {"kill -TERM $$", 128 + SIGTERM}, {"kill -9 $$", 128 + 9}};
-  for (auto const& [script, status] : cases) {
-    process first(command("/bin/sh", {"-c", script}), context());
-    process second(std::move(first));
-    EXPECT_EQ(second.exit_status(), status) << script;
-    EXPECT_EQ(second.exit_status(), status) << script;  // kept, not waited for again
-    // NOLINTNEXTLINE(bugprone-use-after-move): the moved-from state is what is tested
-    EXPECT_THROW(static_cast<void>(first.exit_status()), std::logic_error);
-  }
+QX_TABLE_TEST(ExitStatus, IsTheCodeOrSignalPlus128EvenAfterAMove, "process_exit_status.tsv") {
+  process first(command("/bin/sh", {"-c", GetParam()["script"]}), context());
+  process second(std::move(first));
+  EXPECT_EQ(second.exit_status(), std::stoi(GetParam()["status"]));
+  EXPECT_EQ(second.exit_status(), std::stoi(GetParam()["status"]));  // kept, not waited for again
+  // NOLINTNEXTLINE(bugprone-use-after-move): the moved-from state is what is tested
+  EXPECT_THROW(static_cast<void>(first.exit_status()), std::logic_error);
+}
+
+QX_TABLE_TEST(Unstartable, ThrowsSystemErrorNamingTheProgram, "process_unstartable.tsv") {
+  command const cmd(GetParam()["program"], {"-c", GetParam()["argument"]});
+  auto const error = std::make_error_code(std::errc(std::stoi(GetParam()["errno"])));
+  EXPECT_THAT([&] { process(cmd, context()); },
+              testing::Throws<std::system_error>(testing::AllOf(
+                  testing::Property(&std::system_error::code, error),
+                  testing::Property(&std::system_error::what, testing::HasSubstr(cmd.program())))));
 }
 
 TEST(Process, TheDestructorReapsAChildNeverWaitedFor) {
@@ -32,20 +35,6 @@ TEST(Process, TheDestructorReapsAChildNeverWaitedFor) {
   pid_t const child = std::stoi(qx::test::read_file(dir.path() / "pid"));
   EXPECT_EQ(waitpid(child, nullptr, WNOHANG), -1);  // no zombie is left to collect
   EXPECT_EQ(errno, ECHILD);
-}
-
-TEST(Process, UnstartableProgramThrowsSystemErrorNamingIt) {
-  std::pair<command, std::errc> const cases[] = {
-      {command("/no/such/program", {}), std::errc::no_such_file_or_directory},
-      {command("/etc/passwd", {}), std::errc::permission_denied},  // not executable
-      {command("/bin/sh", {"-c", std::string("exit 0\0x", 8)}), std::errc::invalid_argument},
-  };  // a NUL would cut the argument short: refused
-  for (auto const& [cmd, error] : cases)
-    EXPECT_THAT(
-        [&] { process(cmd, context()); },
-        testing::Throws<std::system_error>(testing::AllOf(
-            testing::Property(&std::system_error::code, std::make_error_code(error)),
-            testing::Property(&std::system_error::what, testing::HasSubstr(cmd.program())))));
 }
 
 #ifdef __linux__
