@@ -3,9 +3,7 @@
 #include <chrono>
 #include <future>
 #include <thread>
-#include <type_traits>
 
-#include "support/support.hpp"
 #include "support/trace_capture.hpp"
 
 namespace interrupt = install::cpputil::interrupt;
@@ -15,10 +13,6 @@ using namespace std::chrono_literals;
 using testing::ThrowsMessage;
 
 constexpr char const* pause_variable = "QX_INTERRUPT_TEST_PAUSE";
-
-static_assert(noexcept(interrupt::is_set()) && noexcept(interrupt::set()));
-static_assert(noexcept(interrupt::detail::unset()) && !noexcept(interrupt::throw_if_set("")));
-static_assert(std::is_base_of_v<std::runtime_error, interrupt::Exception>);
 
 class Interrupt : public testing::Test {
  protected:
