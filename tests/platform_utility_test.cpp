@@ -1,7 +1,6 @@
 #include "install/platformutil/platform_utility.hpp"
 
 #include <clocale>
-#include <regex>
 
 #include "support/support.hpp"
 
@@ -12,10 +11,7 @@ TEST(PlatformUtility, CurrentTimeUsesEnglishNamesInAnyLocale) {
   std::setlocale(LC_ALL, "");  // may fail where the locale is not installed; then C stays
   std::string const text = PlatformUtility().getPlatformCurrentTime("%b %d, %Y %H:%M:%S");
   std::setlocale(LC_ALL, "C");
-  std::regex const shape(
-      "(Jan|Feb|Mar|Apr|May|Jun|Jul|Aug|Sep|Oct|Nov|Dec) [0-3][0-9], "
-      "[0-9]{4} [0-2][0-9]:[0-5][0-9]:[0-6][0-9]");
-  EXPECT_TRUE(std::regex_match(text, shape)) << text;
+  EXPECT_EQ(qx::test::untimed("(" + text + ") "), "(T) ");  // English month, every field
 }
 
 TEST(PlatformUtility, TimePatternEdges) {

@@ -81,7 +81,7 @@ struct Row {
 
 /// The rows of tests/data/<name>: TAB-separated fields; lines that are empty or start with
 /// '#' are skipped and the first other line names the columns. In fields, backslash escapes
-/// (t n r v f 0, a backslash, xHH) stand for their byte, and exactly \e is the empty text.
+/// (t n r v f 0, a backslash, xHH) stand for their byte, and \e for nothing (an empty field).
 [[nodiscard]] std::vector<Row> read_table(std::string const& name);
 [[nodiscard]] std::string row_name(testing::TestParamInfo<Row> const& info);
 
