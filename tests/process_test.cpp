@@ -7,9 +7,7 @@
 
 #include "support/support.hpp"
 
-using foundation::core::command;
-using foundation::core::context;
-using foundation::core::process;
+using namespace foundation::core;
 
 QX_TABLE_TEST(ExitStatus, IsTheCodeOrSignalPlus128EvenAfterAMove, "process_exit_status.tsv") {
   process first(command("/bin/sh", {"-c", GetParam()["script"]}), context());
@@ -46,8 +44,8 @@ TEST(Process, DiscardsStreamsAndDetachesWhenAsked) {
   std::string const our_out = std::filesystem::read_symlink("/proc/self/fd/1");
   for (bool const detach : {true, false}) {
     context ctx;
-    ctx.std_err(foundation::core::discard()).detached_process(detach);
-    if (detach) ctx.std_out(foundation::core::discard());
+    ctx.std_err(discard()).detached_process(detach);
+    if (detach) ctx.std_out(discard());
     std::string const sees = (detach ? "/dev/null" : our_out) + " /dev/null " +
                              (detach ? "own" : std::to_string(getsid(0)));
     EXPECT_EQ(process(command("/bin/sh", {"-c", script, "sh", sees}), ctx).exit_status(), 0)

@@ -1,5 +1,7 @@
 #include "foundation/locale/system_locale.hpp"
 
+#include <deque>
+
 #include "support/support.hpp"
 
 using foundation::locale::system_locale;
@@ -10,12 +12,9 @@ QX_TABLE_TEST(SystemLocale, FollowsPrecedenceAndShape, "system_locale.tsv") {
 #ifdef __APPLE__  // macOS answers from the user's settings instead
   if (row.name == "nothing set") GTEST_SKIP();
 #endif
-  auto const value = [&row](char const* name) {
-    return row[name] == "-" ? nullptr : row[name].c_str();
-  };
-  qx::test::ScopedEnv const all("LC_ALL", value("LC_ALL")),
-      messages("LC_MESSAGES", value("LC_MESSAGES")), lang("LANG", value("LANG")),
-      ctype("LC_CTYPE", value("LC_CTYPE"));
+  std::deque<qx::test::ScopedEnv> variables;
+  for (char const* name : {"LC_ALL", "LC_MESSAGES", "LANG", "LC_CTYPE"})
+    variables.emplace_back(name, row[name] == "-" ? nullptr : row[name].c_str());
   auto const locale = system_locale::get_locale(static_cast<Category>(std::stoi(row["category"])));
   EXPECT_EQ(locale.language(), row["language"]);
   EXPECT_EQ(locale.region(), row["region"]);
