@@ -10,7 +10,7 @@ namespace interrupt = install::cpputil::interrupt;
 using Clock = std::chrono::steady_clock;
 using Lines = std::vector<std::string>;
 using namespace std::chrono_literals;
-using testing::ThrowsMessage;
+using qx::test::what_of;
 
 constexpr char const* pause_variable = "QX_INTERRUPT_TEST_PAUSE";
 
@@ -30,25 +30,18 @@ TEST_F(Interrupt, ClearFlagNeitherThrowsNorTraces) {
   EXPECT_THAT(trace_.lines(), testing::IsEmpty());
 }
 
-TEST_F(Interrupt, SetFlagThrowsUntilUnset) {
-  interrupt::set();
-  EXPECT_TRUE(interrupt::is_set());
-  EXPECT_THAT([] { interrupt::throw_if_set(""); },
-              ThrowsMessage<interrupt::Exception>("Interrupted."));
-  EXPECT_THAT([] { interrupt::throw_if_set("copy files"); },  // throwing left the flag set
-              ThrowsMessage<interrupt::Exception>("Interrupted. copy files"));
-  interrupt::detail::unset();
-  EXPECT_NO_THROW(interrupt::throw_if_set("copy files"));
-}
-
-TEST_F(Interrupt, ThrowTracesTheStatusThenTheThrow) {
+// Each throw traces the status and then the throw, and leaves the flag set.
+TEST_F(Interrupt, SetFlagThrowsAndTracesUntilUnset) {
   interrupt::set();
   trace_.clear();
-  EXPECT_ANY_THROW(interrupt::throw_if_set("tag"));
-  EXPECT_ANY_THROW(interrupt::throw_if_set(""));
+  EXPECT_EQ(what_of<interrupt::Exception>([] { interrupt::throw_if_set("copy files"); }),
+            "Interrupted. copy files");
+  EXPECT_EQ(what_of<interrupt::Exception>([] { interrupt::throw_if_set(""); }), "Interrupted.");
   EXPECT_EQ(trace_.lines(),
-            (Lines{"4 interruptStatus=1", "8Throw interrupt::Exception tag tag",
+            (Lines{"4 interruptStatus=1", "8Throw interrupt::Exception tag copy files",
                    "4 interruptStatus=1", "8Throw interrupt::Exception with DEFAULT tag."}));
+  interrupt::detail::unset();
+  EXPECT_NO_THROW(interrupt::throw_if_set("copy files"));
 }
 
 TEST_F(Interrupt, SetAndUnsetAreIdempotentAndTracedEachTime) {
@@ -73,9 +66,9 @@ TEST_F(Interrupt, PauseThrowsSoonAfterASetWhenTheVariableIsDefinedEvenEmpty) {
     interrupt::set();
     return Clock::now();
   });
-  EXPECT_THAT(
-      [] { interrupt::test::pause_and_throw_if_set(pause_variable); },
-      ThrowsMessage<interrupt::Exception>("Interrupted. env QX_INTERRUPT_TEST_PAUSE is set."));
+  EXPECT_EQ(what_of<interrupt::Exception>(
+                [] { interrupt::test::pause_and_throw_if_set(pause_variable); }),
+            "Interrupted. env QX_INTERRUPT_TEST_PAUSE is set.");
   EXPECT_LT(Clock::now() - set_at.get(), 1s);
   EXPECT_EQ(trace_.lines().at(0),
             "8env QX_INTERRUPT_TEST_PAUSE is set. Waiting 1 minute for interrupt...");

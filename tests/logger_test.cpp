@@ -6,13 +6,8 @@
 namespace logger = install::cpputil::logger;
 namespace fs = std::filesystem;
 using logger::Logger;
-using qx::test::what_of;
 using Lines = std::vector<std::string>;
 using namespace std::string_literals;
-
-std::string utf8(fl::filesystem::basic_path const& path) {
-  return fl::i18n::ustring_to_utf8(path.string());
-}
 
 class LoggerTest : public testing::Test {
  protected:
@@ -22,6 +17,11 @@ class LoggerTest : public testing::Test {
   }
   [[nodiscard]] static std::string log_of(std::string const& file) {
     return qx::test::untimed(qx::test::read_file(file));
+  }
+  // "<destination>|<last destination>"
+  [[nodiscard]] static std::string destinations() {
+    return fl::i18n::ustring_to_utf8(logger::get_destination().string()) + "|" +
+           fl::i18n::ustring_to_utf8(logger::detail::get_last_destination().string());
   }
 
   qx::test::TempDir dir_;
@@ -36,8 +36,7 @@ TEST_F(LoggerTest, SwitchOverWritesIntoTheOldDestinationAndTracesEachStep) {
   Logger const first(x_);
   trace_.clear();
   Logger const second(y_);
-  EXPECT_EQ(utf8(logger::get_destination()), y_);
-  EXPECT_EQ(utf8(logger::detail::get_last_destination()), x_);
+  EXPECT_EQ(destinations(), y_ + "|" + x_);
   std::string const reset = "Reset destination file log " + x_ + " to " + y_;
   EXPECT_EQ(
       trace_.lines(),
@@ -52,11 +51,10 @@ TEST_F(LoggerTest, DestroyingAnyLoggerClearsTheDestinationAndAnOuterOneKeepsTheL
   {
     Logger const first(x_);
     { Logger const second(y_); }
-    EXPECT_TRUE(logger::get_destination().empty());
-    EXPECT_EQ(utf8(logger::detail::get_last_destination()), y_);
+    EXPECT_EQ(destinations(), "|" + y_);
     trace_.clear();
   }
-  EXPECT_EQ(utf8(logger::detail::get_last_destination()), y_);
+  EXPECT_EQ(destinations(), "|" + y_);
   EXPECT_EQ(trace_.lines(), Lines{"4no destination, keep last \"" + y_ + "\""});
 }
 
@@ -64,8 +62,7 @@ TEST_F(LoggerTest, TheSameFileAgainAndTheLivePathAsRequest) {
   Logger const first(x_);
   Logger const again(logger::get_destination());  // the live path changes during switch-over
   EXPECT_EQ(log_of(x_), "(T) Reset destination file log " + x_ + " to " + x_ + "\n");
-  EXPECT_EQ(utf8(logger::get_destination()), x_);
-  EXPECT_EQ(utf8(logger::detail::get_last_destination()), x_);
+  EXPECT_EQ(destinations(), x_ + "|" + x_);
 }
 
 TEST_F(LoggerTest, CreatesParentFoldersAndNeverTruncates) {
@@ -93,12 +90,11 @@ TEST_F(LoggerTest, AFailedConstructionThrowsAndChangesNoState) {
         fs::remove(x_);
         std::optional<Logger> active;
         if (with_destination) active.emplace(x_);
-        auto const last_before = logger::detail::get_last_destination();
-        EXPECT_EQ(what_of([&] { Logger const failing(requested); }),
+        std::string const before = destinations();
+        EXPECT_EQ(qx::test::what_of<std::runtime_error>([&] { Logger const failing(requested); }),
                   "Install Logger: Cannot " + error);
         EXPECT_EQ(trace_.lines().back(), "4set destination:Install Logger: Cannot " + error);
-        EXPECT_EQ(utf8(logger::get_destination()), with_destination ? x_ : "");
-        EXPECT_EQ(logger::detail::get_last_destination(), last_before);
+        EXPECT_EQ(destinations(), before);
         EXPECT_EQ(log_of(x_),
                   with_destination ? "(T) Unable to create specified " + notice + "\n" : "");
       }
@@ -179,7 +175,7 @@ TEST_F(LoggerTest, AppendFileFramesTheFileAndTheThreeFormsAgree) {
 
 TEST_F(LoggerTest, AppendFileChecksTheDestinationThenExistenceThenOpening) {
   auto const append = [](std::string const& file) {
-    return what_of([&file] { logger::append_file(file); });
+    return qx::test::what_of<std::runtime_error>([&file] { logger::append_file(file); });
   };
   EXPECT_EQ(append(dir_.write("y.log", "x\n")), "Logger destination was not initialized.");
   EXPECT_EQ(append(dir_.file("missing")), "Logger destination was not initialized.");

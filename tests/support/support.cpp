@@ -39,15 +39,6 @@ std::string untimed(std::string const& text) {
   return std::regex_replace(text, time, "(T) ");
 }
 
-std::string what_of(std::function<void()> const& call) {
-  try {
-    call();
-  } catch (std::exception const& error) {
-    return error.what();
-  }
-  return "no exception";
-}
-
 void expect_returns_within(unsigned seconds, std::function<void()> const& body) {
   pid_t const child = fork();
   ASSERT_GE(child, 0);

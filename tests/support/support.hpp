@@ -61,8 +61,19 @@ class ScopedEnv {
 
 /// `text` with each log entry's time "(Mon DD, YYYY HH:MM:SS) " written as "(T) ".
 [[nodiscard]] std::string untimed(std::string const& text);
-/// The what() of the std::exception that `call` throws, or "no exception".
-[[nodiscard]] std::string what_of(std::function<void()> const& call);
+/// The what() of the `E` that `call` throws; "no exception", or "not that type: " and the
+/// what() of another std::exception.
+template <class E>
+[[nodiscard]] std::string what_of(std::function<void()> const& call) {
+  try {
+    call();
+  } catch (E const& error) {
+    return error.what();
+  } catch (std::exception const& error) {
+    return std::string("not that type: ") + error.what();
+  }
+  return "no exception";
+}
 /// Runs `body` in a child process that SIGALRM ends after `seconds`; the test fails when the
 /// child hangs, dies or fails an expectation of its own (reported in its output).
 void expect_returns_within(unsigned seconds, std::function<void()> const& body);
