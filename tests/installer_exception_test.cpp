@@ -9,12 +9,9 @@ std::string texts(InstallerException const& e) {
          "|" + e.getLocation() + "|" + e.what();
 }
 
-TEST(InstallerException, FourTextsKeptAndWhatIsTheSecondary) {
+TEST(InstallerException, KeepsItsTextsAndWhatIsTheSecondary) {
   EXPECT_EQ(texts(InstallerException("E42", "primary", "secondary", "Scope::name")),
             "E42|primary|secondary|Scope::name|secondary");
-}
-
-TEST(InstallerException, OneTextIsWhatAndTheSecondary) {
   EXPECT_EQ(texts(InstallerException("boom")), "||boom||boom");
 }
 
