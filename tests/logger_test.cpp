@@ -7,6 +7,7 @@ namespace logger = install::cpputil::logger;
 namespace fs = std::filesystem;
 using logger::Logger;
 using Lines = std::vector<std::string>;
+using namespace qx::test;
 using namespace std::string_literals;
 
 class LoggerTest : public testing::Test {
@@ -15,21 +16,19 @@ class LoggerTest : public testing::Test {
     ASSERT_TRUE(logger::get_destination().empty()) << "a test left a destination behind";
     logger::detail::forget_last_destination();
   }
-  [[nodiscard]] static std::string log_of(std::string const& file) {
-    return qx::test::untimed(qx::test::read_file(file));
-  }
+  static std::string log_of(std::string const& file) { return untimed(read_file(file)); }
   // "<destination>|<last destination>"
   [[nodiscard]] static std::string destinations() {
     return fl::i18n::ustring_to_utf8(logger::get_destination().string()) + "|" +
            fl::i18n::ustring_to_utf8(logger::detail::get_last_destination().string());
   }
 
-  qx::test::TempDir dir_;
+  TempDir dir_;
   std::string const user_ = install::platformutil::PlatformUtility().getPlatformUserName();
   std::string const x_ = dir_.file("x.log"), y_ = dir_.file("y.log"),
                     default_log_ = dir_.file("quillford_" + user_ + ".log");
-  qx::test::ScopedEnv tmpdir_{"TMPDIR", dir_.path().c_str()};
-  qx::test::TraceCapture trace_{"install::cpputil::logger"};
+  ScopedEnv tmpdir_{"TMPDIR", dir_.path().c_str()};
+  TraceCapture trace_{"install::cpputil::logger"};
 };
 
 TEST_F(LoggerTest, SwitchOverWritesIntoTheOldDestinationAndTracesEachStep) {
@@ -84,14 +83,14 @@ TEST_F(LoggerTest, AFailedConstructionThrowsAndChangesNoState) {
       {sub + "/f.log", "create directory \"" + sub + "\"", "folder for installation log " + sub},
       {folder, "open file \"" + folder + "\"", "file for installation log " + folder},
       {"", "open file \"\"", "file for installation log "}};
-  qx::test::expect_returns_within(10, [&] {
+  expect_returns_within(10, [&] {
     for (bool const with_destination : {false, true}) {
       for (auto const& [requested, error, notice] : cases) {
         fs::remove(x_);
         std::optional<Logger> active;
         if (with_destination) active.emplace(x_);
         std::string const before = destinations();
-        EXPECT_EQ(qx::test::what_of<std::runtime_error>([&] { Logger const failing(requested); }),
+        EXPECT_EQ(what_of<std::runtime_error>([&] { Logger const failing(requested); }),
                   "Install Logger: Cannot " + error);
         EXPECT_EQ(trace_.lines().back(), "4set destination:Install Logger: Cannot " + error);
         EXPECT_EQ(destinations(), before);
@@ -124,7 +123,7 @@ TEST_F(LoggerTest, EntriesAreWrittenAsGivenInUtf8AndEmptyOnesNotAtAll) {
   EXPECT_FALSE(fs::exists(default_log_));
 }
 
-TEST_F(LoggerTest, AMissingFileIsRecreatedButAMissingFolderDropsTheEntry) {
+TEST_F(LoggerTest, AMissingFileIsRecreatedButAnEntryThatCannotBeWrittenIsDropped) {
   Logger const log(dir_.file("sub/p.log"));
   fs::remove(dir_.file("sub/p.log"));
   logger::append_message(std::string("recreated"));
@@ -132,32 +131,30 @@ TEST_F(LoggerTest, AMissingFileIsRecreatedButAMissingFolderDropsTheEntry) {
   fs::remove_all(dir_.file("sub"));
   logger::append_message(std::string("folder gone"));
   EXPECT_FALSE(fs::exists(dir_.file("sub")));
+  Logger const full(std::string("/dev/full"));
+  logger::append_message(std::string("device full"));
   EXPECT_EQ(trace_.lines("failed"),
-            Lines{"4failed to open destination_file for u8msg (T) folder gone"});
+            (Lines{"4failed to open destination_file for u8msg (T) folder gone",
+                   "4failed to open destination_file for u8msg (T) Reset destination file log " +
+                       dir_.file("sub/p.log") + " to /dev/full",
+                   "4failed to write destination_file for u8msg (T) device full"}));
 }
 
 TEST_F(LoggerTest, APlantedDefaultFileIsNeverWrittenOrWaitedFor) {
   fs::create_symlink(dir_.write("x.log", "secret\n"), default_log_);
   logger::append_message(std::string("planted link"));
-  EXPECT_EQ(qx::test::read_file(x_), "secret\n");
+  EXPECT_EQ(read_file(x_), "secret\n");
   fs::remove(default_log_);
   dir_.fifo(default_log_);
-  qx::test::expect_returns_within(10, [] { logger::append_message(std::string("fifo")); });
+  expect_returns_within(10, [] { logger::append_message(std::string("fifo")); });
   logger::append_message(std::string("fifo"));
   EXPECT_EQ(trace_.lines("failed"),
             (Lines{"4failed to open destination_file for u8msg (T) planted link",
                    "4failed to open destination_file for u8msg (T) fifo"}));
 }
 
-TEST_F(LoggerTest, AFailedWriteDropsTheEntryAndTracesIt) {
-  Logger const full(std::string("/dev/full"));
-  logger::append_message(std::string("device full"));
-  EXPECT_EQ(trace_.lines("failed"),
-            Lines{"4failed to write destination_file for u8msg (T) device full"});
-}
-
 TEST_F(LoggerTest, AppendFileFramesTheFileAndTheThreeFormsAgree) {
-  auto rows = qx::test::read_table("logger_append_file.tsv");
+  auto rows = read_table("logger_append_file.tsv");
   std::string const big(10U << 20, 'x');
   rows.push_back({{{"content", big}, {"logged", big + "\n"}}, "ten megabyte line"});
   Logger const log(x_);
@@ -175,7 +172,7 @@ TEST_F(LoggerTest, AppendFileFramesTheFileAndTheThreeFormsAgree) {
 
 TEST_F(LoggerTest, AppendFileChecksTheDestinationThenExistenceThenOpening) {
   auto const append = [](std::string const& file) {
-    return qx::test::what_of<std::runtime_error>([&file] { logger::append_file(file); });
+    return what_of<std::runtime_error>([&file] { logger::append_file(file); });
   };
   EXPECT_EQ(append(dir_.write("y.log", "x\n")), "Logger destination was not initialized.");
   EXPECT_EQ(append(dir_.file("missing")), "Logger destination was not initialized.");
@@ -189,18 +186,16 @@ TEST_F(LoggerTest, AppendFileChecksTheDestinationThenExistenceThenOpening) {
   EXPECT_EQ(trace_.lines(), Lines(2, "8append_file: The file does not exist."));
   // Nothing but a regular file opens, and a FIFO without a writer is not waited for.
   std::string const unreadable[] = {dir_.path().string(), dir_.fifo("fifo"), "/dev/zero"};
-  qx::test::expect_returns_within(10, [&] {
+  expect_returns_within(10, [&] {
     for (std::string const& file : unreadable)
       EXPECT_EQ(append(file), "append_file: Cannot open file.") << file;
   });
-  EXPECT_EQ(qx::test::read_file(x_), "");
+  EXPECT_EQ(read_file(x_), "");
 }
 
-// Keys match trimmed and in any ASCII case; the value alone is replaced, line ends and every
-// other line stay as they are.
 TEST_F(LoggerTest, AppendFileRedactedWritesNoSecretAndChangesNothingElse) {
   std::string input, logged;
-  for (auto const& row : qx::test::read_table("logger_redaction.tsv")) {
+  for (auto const& row : read_table("logger_redaction.tsv")) {
     input += row["line"] + "\n";
     logged += row["logged"] + "\n";
   }
