@@ -3,8 +3,7 @@
 #include "support/support.hpp"
 
 namespace fs = fl::filesystem;
-using fl::i18n::utf8_to_ustring;
-using fs::basic_path;
+using fl::i18n::utf8_to_ustring, fs::basic_path;
 
 basic_path path_of(std::string const& utf8) {
   return fs::make_path(utf8_to_ustring(utf8));

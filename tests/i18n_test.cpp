@@ -2,8 +2,7 @@
 
 #include "support/support.hpp"
 
-using fl::i18n::ustring_to_utf8;
-using fl::i18n::utf8_to_ustring;
+using fl::i18n::ustring_to_utf8, fl::i18n::utf8_to_ustring;
 
 ustring code_units(std::string const& hex) {  // "D83D DE00": UTF-16 code units in hex
   ustring out;
@@ -12,14 +11,12 @@ ustring code_units(std::string const& hex) {  // "D83D DE00": UTF-16 code units 
   return out;
 }
 
-// Each maximal ill-formed subpart becomes one U+FFFD; appended after existing text.
 QX_TABLE_TEST(Utf8ToUtf16, Converts, "utf8_to_utf16.tsv") {
   ustring wide = u"pre-";
   fl::i18n::append_utf16(wide, GetParam()["utf8"]);
   EXPECT_EQ(wide, u"pre-" + code_units(GetParam()["utf16"]));
 }
 
-// Each unpaired surrogate becomes U+FFFD; appended after existing text.
 QX_TABLE_TEST(Utf16ToUtf8, Converts, "utf16_to_utf8.tsv") {
   std::string narrow = "pre-";
   fl::i18n::append_utf8(narrow, code_units(GetParam()["utf16"]));

@@ -4,7 +4,6 @@
 
 using namespace install::cpputil;
 
-// Each diagnostic as "LINE severity code: message", joined by '|'.
 std::string render(std::vector<InputFileDiagnostic> const& found) {
   std::string out;
   for (auto const& d : found)

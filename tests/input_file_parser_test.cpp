@@ -2,11 +2,8 @@
 
 #include "support/trace_capture.hpp"
 
-using fl::i18n::ustring_to_utf8;
-using fl::i18n::utf8_to_ustring;
-using install::cpputil::InputFileParser;
+using fl::i18n::ustring_to_utf8, fl::i18n::utf8_to_ustring, install::cpputil::InputFileParser;
 
-// One line per key in map order, key='value', or one line key[]='item' per list item.
 std::string render(install::cpputil::PropertyMap const& map) {
   std::string out;
   for (auto const& [key, value] : map) {
@@ -23,8 +20,6 @@ class InputFile : public testing::TestWithParam<qx::test::Row> {
   InputFileParser parser_;
 };
 
-// Kept lines are traced at level 4 as they are read; turning them into properties traces
-// nothing. parse builds the map as it reads: the same map as converting the kept lines.
 TEST_P(InputFile, KeepsTrimmedContentLinesTracesThemAndParsesThem) {
   ustring const file = utf8_to_ustring(dir_.write("answers.txt", GetParam()["content"]));
   EXPECT_EQ(parser_.getUserInputsFromFile(file), GetParam()["kept"]);
@@ -39,10 +34,8 @@ TEST_P(InputFile, KeepsTrimmedContentLinesTracesThemAndParsesThem) {
 QX_TABLE_TESTS(InputFile, "input_file_parser_lines.tsv");
 
 class PropertyLines : public InputFile {};
-TEST_P(PropertyLines, ConvertToProperties) {
+TEST_P(PropertyLines, ConvertToPropertiesAsParseDoesForTheKeptLines) {
   EXPECT_EQ(render(parser_.convertInputsToPropertyMap(GetParam()["inputs"])), GetParam()["map"]);
-}
-TEST_P(PropertyLines, ParseEqualsConvertingTheKeptLines) {
   ustring const file = utf8_to_ustring(dir_.write("answers.txt", GetParam()["inputs"]));
   EXPECT_EQ(parser_.parse(file),
             parser_.convertInputsToPropertyMap(parser_.getUserInputsFromFile(file)));
@@ -68,7 +61,6 @@ TEST_F(InputFile, AMissingFileOrAnEmptyNameThrows) {
                 testing::ThrowsMessage<std::runtime_error>("input file does not exist!"));
 }
 
-// A folder, a FIFO without a writer and a device read as files that cannot be opened.
 TEST_F(InputFile, AnythingButARegularFileHasNoLinesAndIsNotWaitedFor) {
   std::string const names[] = {dir_.path().string(), dir_.fifo("fifo"), "/dev/zero"};
   qx::test::expect_returns_within(10, [&] {

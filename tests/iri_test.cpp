@@ -2,8 +2,7 @@
 
 #include "support/support.hpp"
 
-using foundation::network::IRI;
-using foundation::network::iri::Encoding;
+using foundation::network::IRI, foundation::network::iri::Encoding;
 
 QX_TABLE_TEST(Iri, SplitsComponentsAsWrittenOrRefuses, "iri.tsv") {
   qx::test::Row const& row = GetParam();

@@ -11,7 +11,6 @@ QX_TABLE_TEST(AllowedUrl, OnlyTheDomainAndLocalDocuments, "url_opener_urls.tsv")
   EXPECT_EQ(URLOpener::isAllowedUrl(GetParam()["url"]), GetParam()["verdict"] == "allowed");
 }
 
-// A prefix, then a piece repeated to a megabyte, then a suffix.
 QX_TABLE_TEST(MegabyteUrl, GetsTheVerdictOfItsShortForm, "hostile_input_urls.tsv") {
   std::string url = GetParam()["prefix"];
   while (url.size() < GetParam()["prefix"].size() + (1U << 20)) url += GetParam()["piece"];
@@ -44,7 +43,6 @@ QX_TABLE_TEST(OpenUrl, ReportsAFailedLaunchInTheLog, "url_opener_launch.tsv") {
   EXPECT_EQ(qx::test::untimed(qx::test::read_file(dir.file("install.log"))), GetParam()["log"]);
 }
 
-// The shell works in a fresh folder, where a planted file would show.
 QX_TABLE_TEST(RunCommand, HandsEachArgumentOverWithoutAShell, "url_opener_arguments.tsv") {
   qx::test::TempDir const dir;
   std::string const script = "cd \"$2\" && printf '%s' \"$1\" > out; exit $#";  // status 2

@@ -4,9 +4,8 @@
 
 using install::cpputil::VersionComparator;
 
-// The result, or the name of the exception that ends it; with `reference`, the rule itself:
-// narrow, cut with std::getline at '.' and read each reached piece with std::stoi (a missing
-// one is 0).
+// The result, or the exception that ends it; with `reference`, the rule itself: narrow, cut at
+// '.' with std::getline and read each reached piece with std::stoi (a missing one is 0).
 std::string compare(ustring const& first, ustring const& second, bool reference = false) try {
   if (!reference) return std::to_string(VersionComparator().compareVersionNumbers(first, second));
   std::istringstream a(fl::i18n::to_string(first)), b(fl::i18n::to_string(second));

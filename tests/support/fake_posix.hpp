@@ -29,8 +29,6 @@ int open(char const* name, int flags, mode_t mode);
 ssize_t write(int fd, void const* data, std::size_t size);
 int fcntl(int fd, int command, int argument = 0);
 int close(int fd);
-using ::fstat;  // not faked
-using ::lseek;
-using ::read;
+using ::fstat, ::lseek, ::read;  // not faked
 
 }  // namespace qx::fake

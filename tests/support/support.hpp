@@ -64,15 +64,13 @@ class ScopedEnv {
 /// The what() of the `E` that `call` throws; "no exception", or "not that type: " and the
 /// what() of another std::exception.
 template <class E>
-[[nodiscard]] std::string what_of(std::function<void()> const& call) {
-  try {
-    call();
-  } catch (E const& error) {
-    return error.what();
-  } catch (std::exception const& error) {
-    return std::string("not that type: ") + error.what();
-  }
+[[nodiscard]] std::string what_of(std::function<void()> const& call) try {
+  call();
   return "no exception";
+} catch (E const& error) {
+  return error.what();
+} catch (std::exception const& error) {
+  return std::string("not that type: ") + error.what();
 }
 /// Runs `body` in a child process that SIGALRM ends after `seconds`; the test fails when the
 /// child hangs, dies or fails an expectation of its own (reported in its output).
