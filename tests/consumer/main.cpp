@@ -18,9 +18,7 @@ int main(int argc, char** argv) {
   auto const map = cpputil::InputFileParser().parse(fl::i18n::utf8_to_ustring(input.string()));
   cpputil::logger::append_message("parsed " + std::to_string(map.size()) + " properties");
   std::string const text(std::istreambuf_iterator<char>(std::ifstream(log).rdbuf()), {});
-  return map == cpputil::PropertyMap{{u"color", ustring(u"Blue")},
-                                     {u"product", std::vector<ustring>{u"Alpha Beta", u"Gamma"}}} &&
-                 text.ends_with(") parsed 2 properties\n")
-             ? 0
-             : 1;
+  cpputil::PropertyMap const expected{{u"color", ustring(u"Blue")},
+                                      {u"product", std::vector<ustring>{u"Alpha Beta", u"Gamma"}}};
+  return map == expected && text.ends_with(") parsed 2 properties\n") ? 0 : 1;
 }
