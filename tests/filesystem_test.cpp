@@ -30,14 +30,10 @@ TEST(Exists, MissingEmptyAndFailingLookups) {
                std::filesystem::filesystem_error);
 }
 
-TEST(TempDirectoryName, ReadsTmpdirAtEveryCall) {
-  for (auto const& [value, name] :
-       {std::pair<char const*, ustring>{"/some/where/", u"/some/where/"},
-        {"", u"/tmp"},
-        {nullptr, u"/tmp"}}) {
-    qx::test::ScopedEnv const env("TMPDIR", value);
-    EXPECT_EQ(fs::temp_directory_name(), name);
-  }
+QX_TABLE_TEST(TempDirectoryName, ReadsTmpdirAtEveryCall, "temp_directory_name.tsv") {
+  std::string const& value = GetParam()["TMPDIR"];
+  qx::test::ScopedEnv const env("TMPDIR", value == "-" ? nullptr : value.c_str());
+  EXPECT_EQ(fl::i18n::ustring_to_utf8(fs::temp_directory_name()), GetParam()["folder"]);
 }
 
 TEST(FileStreams, AppendKeepsContentAndCloseTwiceIsHarmless) {
