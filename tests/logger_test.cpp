@@ -198,8 +198,6 @@ TEST_F(LoggerTest, AppendFileRedactedWritesNoSecretAndChangesNothingElse) {
   dir_.write("y.log", input);
   Logger const log(x_);
   logger::append_file_redacted(fl::i18n::utf8_to_ustring(y_), {"password", " Licence_Key ", "API"});
-  std::string const text = log_of(x_);
-  EXPECT_EQ(text, "(T) Content of the file " + y_ + "\n" + logged + "End of the file " + y_ + "\n");
-  for (char const* secret : {"first", "s3cret", "ABC-123"})
-    EXPECT_EQ(text.find(secret), std::string::npos) << secret;
+  EXPECT_EQ(log_of(x_),
+            "(T) Content of the file " + y_ + "\n" + logged + "End of the file " + y_ + "\n");
 }
