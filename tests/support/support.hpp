@@ -1,8 +1,7 @@
 #pragma once
 
-// What the tests share: a scratch folder, environment variables for a scope, log text without
-// its times, a deadline for calls that could hang, data tables as test parameters, and the
-// standard headers that most tests use.
+// What the tests share: a scratch folder, scoped environment variables, log text without its
+// times, a deadline for calls that could hang, data tables, and common standard headers.
 
 #include <gmock/gmock.h>
 
@@ -61,8 +60,7 @@ class ScopedEnv {
 
 /// `text` with each log entry's time "(Mon DD, YYYY HH:MM:SS) " written as "(T) ".
 [[nodiscard]] std::string untimed(std::string const& text);
-/// The what() of the `E` that `call` throws; "no exception", or "not that type: " and the
-/// what() of another std::exception.
+/// The what() of the `E` that `call` throws, "no exception", or "not that type: " and what().
 template <class E>
 [[nodiscard]] std::string what_of(std::function<void()> const& call) try {
   call();
@@ -96,8 +94,7 @@ struct Row {
 
 }  // namespace qx::test
 
-/// Runs every TEST_P of `suite` (a testing::TestWithParam<qx::test::Row>) on each row of
-/// tests/data/<file>, each row a test of its own named after it.
+/// Runs each TEST_P of `suite` (a TestWithParam<Row>) on each row of tests/data/<file>.
 #define QX_TABLE_TESTS(suite, file)                                                     \
   INSTANTIATE_TEST_SUITE_P(Table, suite, testing::ValuesIn(qx::test::read_table(file)), \
                            qx::test::row_name)
