@@ -24,14 +24,8 @@ class Interrupt : public testing::Test {
   qx::test::TraceCapture trace_{"install::cpputil::interrupt", ~0U};
 };
 
-TEST_F(Interrupt, ClearFlagNeitherThrowsNorTraces) {
-  EXPECT_FALSE(interrupt::is_set());
-  EXPECT_NO_THROW(interrupt::throw_if_set("tag"));
-  EXPECT_THAT(trace_.lines(), testing::IsEmpty());
-}
-
 // Each throw traces the status and then the throw, and leaves the flag set.
-TEST_F(Interrupt, SetFlagThrowsAndTracesUntilUnset) {
+TEST_F(Interrupt, ThrowIfSetThrowsAndTracesOnlyWhileTheFlagIsSet) {
   interrupt::set();
   trace_.clear();
   EXPECT_EQ(what_of<interrupt::Exception>([] { interrupt::throw_if_set("copy files"); }),
@@ -41,7 +35,10 @@ TEST_F(Interrupt, SetFlagThrowsAndTracesUntilUnset) {
             (Lines{"4 interruptStatus=1", "8Throw interrupt::Exception tag copy files",
                    "4 interruptStatus=1", "8Throw interrupt::Exception with DEFAULT tag."}));
   interrupt::detail::unset();
+  trace_.clear();
+  EXPECT_FALSE(interrupt::is_set());
   EXPECT_NO_THROW(interrupt::throw_if_set("copy files"));
+  EXPECT_THAT(trace_.lines(), testing::IsEmpty());
 }
 
 TEST_F(Interrupt, SetAndUnsetAreIdempotentAndTracedEachTime) {
