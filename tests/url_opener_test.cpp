@@ -46,10 +46,9 @@ QX_TABLE_TEST(OpenUrl, ReportsAFailedLaunchInTheLog, "url_opener_launch.tsv") {
 QX_TABLE_TEST(RunCommand, HandsEachArgumentOverWithoutAShell, "url_opener_arguments.tsv") {
   qx::test::TempDir const dir;
   std::string const script = "cd \"$2\" && printf '%s' \"$1\" > out; exit $#";  // status 2
-  EXPECT_EQ(
-      URLOpener().runCommand("/bin/sh", {"-c", script, "sh", GetParam()["argument"], dir.file("")}),
-      2);
-  EXPECT_EQ(qx::test::read_file(dir.path() / "out"), GetParam()["argument"]);
+  std::string const& argument = GetParam()["argument"];
+  EXPECT_EQ(URLOpener().runCommand("/bin/sh", {"-c", script, "sh", argument, dir.file("")}), 2);
+  EXPECT_EQ(qx::test::read_file(dir.path() / "out"), argument);
   EXPECT_FALSE(std::filesystem::exists(dir.path() / "planted"));
 }
 

@@ -76,13 +76,9 @@ void expect_returns_within(unsigned seconds, std::function<void()> const& body);
 
 /// One row of a data table: its fields by column name; the first field names the row.
 struct Row {
-  std::map<std::string, std::string, std::less<>> fields;
+  std::map<std::string, std::string> fields;
   std::string name;
-  [[nodiscard]] std::string const& operator[](std::string_view column) const {
-    auto const field = fields.find(column);
-    if (field == fields.end()) throw std::out_of_range("no column " + std::string(column));
-    return field->second;
-  }
+  std::string const& operator[](std::string const& column) const { return fields.at(column); }
   friend void PrintTo(Row const& row, std::ostream* out) { *out << row.name; }
 };
 

@@ -17,7 +17,6 @@ class TraceCapture {
   /// The records so far whose message starts with `prefix`, in order, each its level followed
   /// by its message with times as untimed() writes them ("4 msg=x").
   [[nodiscard]] std::vector<std::string> lines(std::string const& prefix = "") const;
-  /// Forgets the records so far.
   void clear();
 
  private:
