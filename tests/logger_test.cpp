@@ -78,22 +78,21 @@ TEST_F(LoggerTest, AFailedConstructionThrowsAndChangesNoState) {
       {sub + "/f.log", "create directory \"" + sub + "\"", "folder for installation log " + sub},
       {folder, "open file \"" + folder + "\"", "file for installation log " + folder},
       {"", "open file \"\"", "file for installation log "}};
-  expect_returns_within(10, [&] {
-    for (bool const with_destination : {false, true}) {
-      for (auto const& [requested, error, notice] : cases) {
-        fs::remove(x_);
-        std::optional<Logger> active;
-        if (with_destination) active.emplace(x_);
-        std::string const before = destinations();
-        EXPECT_EQ(what_of<std::runtime_error>([&] { Logger const failing(requested); }),
-                  "Install Logger: Cannot " + error);
-        EXPECT_EQ(trace_.lines().back(), "4set destination:Install Logger: Cannot " + error);
-        EXPECT_EQ(destinations(), before);
-        EXPECT_EQ(log_of(x_),
-                  with_destination ? "(T) Unable to create specified " + notice + "\n" : "");
-      }
+  Deadline const deadline(10);
+  for (bool const with_destination : {false, true}) {
+    for (auto const& [requested, error, notice] : cases) {
+      fs::remove(x_);
+      std::optional<Logger> active;
+      if (with_destination) active.emplace(x_);
+      std::string const before = destinations();
+      EXPECT_EQ(what_of<std::runtime_error>([&] { Logger const failing(requested); }),
+                "Install Logger: Cannot " + error);
+      EXPECT_EQ(trace_.lines().back(), "4set destination:Install Logger: Cannot " + error);
+      EXPECT_EQ(destinations(), before);
+      EXPECT_EQ(log_of(x_),
+                with_destination ? "(T) Unable to create specified " + notice + "\n" : "");
     }
-  });
+  }
   EXPECT_FALSE(fs::exists(default_log_));
 }
 
@@ -141,7 +140,7 @@ TEST_F(LoggerTest, APlantedDefaultFileIsNeverWrittenOrWaitedFor) {
   EXPECT_EQ(read_file(x_), "secret\n");
   fs::remove(default_log_);
   dir_.fifo(default_log_);
-  expect_returns_within(10, [] { logger::append_message(std::string("fifo")); });
+  Deadline const deadline(10);
   logger::append_message(std::string("fifo"));
   EXPECT_EQ(trace_.lines("failed"),
             (Lines{"4failed to open destination_file for u8msg (T) planted link",
@@ -180,11 +179,10 @@ TEST_F(LoggerTest, AppendFileChecksTheDestinationThenExistenceThenOpening) {
   EXPECT_EQ(append(""), "The file does not exist.");
   EXPECT_EQ(trace_.lines(), Lines(2, "8append_file: The file does not exist."));
   // Nothing but a regular file opens, and a FIFO without a writer is not waited for.
-  std::string const unreadable[] = {dir_.path().string(), dir_.fifo("fifo"), "/dev/zero"};
-  expect_returns_within(10, [&] {
-    for (std::string const& file : unreadable)
-      EXPECT_EQ(append(file), "append_file: Cannot open file.") << file;
-  });
+  Deadline const deadline(10);
+  for (std::string const& file :
+       {dir_.path().string(), dir_.fifo("fifo"), std::string("/dev/zero")})
+    EXPECT_EQ(append(file), "append_file: Cannot open file.") << file;
   EXPECT_EQ(read_file(x_), "");
 }
 

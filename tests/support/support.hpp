@@ -5,6 +5,7 @@
 
 #include <gmock/gmock.h>
 
+#include <unistd.h>
 #include <cstdlib>
 #include <filesystem>
 #include <functional>
@@ -70,9 +71,15 @@ template <class E>
 } catch (std::exception const& error) {
   return std::string("not that type: ") + error.what();
 }
-/// Runs `body` in a child process that SIGALRM ends after `seconds`; the test fails when the
-/// child hangs, dies or fails an expectation of its own (reported in its output).
-void expect_returns_within(unsigned seconds, std::function<void()> const& body);
+/// A scope that must end within `seconds`, for calls that must not block: when it lasts longer,
+/// SIGALRM ends the test program, which fails the test.
+class Deadline {
+ public:
+  explicit Deadline(unsigned seconds) { alarm(seconds); }
+  ~Deadline() { alarm(0); }
+  Deadline(Deadline const&) = delete;
+  Deadline& operator=(Deadline const&) = delete;
+};
 
 /// One row of a data table: its fields by column name; the first field names the row.
 struct Row {
