@@ -16,11 +16,7 @@ constexpr char const* pause_variable = "QX_INTERRUPT_TEST_PAUSE";
 
 class Interrupt : public testing::Test {
  protected:
-  void SetUp() override {
-    interrupt::detail::unset();
-    trace_.clear();
-  }
-  void TearDown() override { interrupt::detail::unset(); }
+  void TearDown() override { interrupt::detail::unset(); }  // the flag starts clear
   qx::test::TraceCapture trace_{"install::cpputil::interrupt", ~0U};
 };
 

@@ -77,8 +77,6 @@ class Deadline {
  public:
   explicit Deadline(unsigned seconds) { alarm(seconds); }
   ~Deadline() { alarm(0); }
-  Deadline(Deadline const&) = delete;
-  Deadline& operator=(Deadline const&) = delete;
 };
 
 /// One row of a data table: its fields by column name; the first field names the row.
