@@ -64,15 +64,10 @@ std::vector<Row> read_table(std::string const& name) {
     if (fields.size() != columns.size())
       throw std::runtime_error(name + ": wrong number of fields in: " + line);
     Row& row = rows.emplace_back(Row{{}, fields.front()});
+    for (char& c : row.name) c = std::isalnum(static_cast<unsigned char>(c)) ? c : '_';
     for (std::size_t i = 0; i < fields.size(); ++i) row.fields.emplace(columns[i], fields[i]);
   }
   return rows;
-}
-
-std::string row_name(testing::TestParamInfo<Row> const& info) {
-  std::string name = info.param.name;
-  for (char& c : name) c = std::isalnum(static_cast<unsigned char>(c)) ? c : '_';
-  return name;
 }
 
 }  // namespace qx::test

@@ -23,10 +23,7 @@ namespace qx::test {
 class TempDir {
  public:
   TempDir();
-  ~TempDir() {
-    std::error_code ec;
-    std::filesystem::remove_all(path_, ec);
-  }
+  ~TempDir() { std::filesystem::remove_all(path_, removal_error_); }
   TempDir(TempDir const&) = delete;
   TempDir& operator=(TempDir const&) = delete;
   [[nodiscard]] std::filesystem::path const& path() const { return path_; }
@@ -38,6 +35,7 @@ class TempDir {
 
  private:
   std::filesystem::path path_;
+  std::error_code removal_error_;  // ignored
 };
 
 /// The whole content of `path`; empty when it cannot be read.
@@ -73,13 +71,13 @@ template <class E>
 }
 /// A scope that must end within `seconds`, for calls that must not block: when it lasts longer,
 /// SIGALRM ends the test program, which fails the test.
-class Deadline {
- public:
+struct Deadline {
   explicit Deadline(unsigned seconds) { alarm(seconds); }
   ~Deadline() { alarm(0); }
 };
 
-/// One row of a data table: its fields by column name; the first field names the row.
+/// One row of a data table: its fields by column name, and its name: the first field with each
+/// byte but letters and digits written as '_'.
 struct Row {
   std::map<std::string, std::string> fields;
   std::string name;
@@ -91,14 +89,13 @@ struct Row {
 /// '#' are skipped and the first other line names the columns. In fields, backslash escapes
 /// (t n r v f 0, a backslash, xHH) stand for their byte, and \e for nothing (an empty field).
 [[nodiscard]] std::vector<Row> read_table(std::string const& name);
-[[nodiscard]] std::string row_name(testing::TestParamInfo<Row> const& info);
 
 }  // namespace qx::test
 
 /// Runs each TEST_P of `suite` (a TestWithParam<Row>) on each row of tests/data/<file>.
 #define QX_TABLE_TESTS(suite, file)                                                     \
   INSTANTIATE_TEST_SUITE_P(Table, suite, testing::ValuesIn(qx::test::read_table(file)), \
-                           qx::test::row_name)
+                           [](auto const& info) { return info.param.name; })
 
 /// A table-driven test without a fixture of its own: the body runs on each row (GetParam()).
 #define QX_TABLE_TEST(suite, name, file)                         \
