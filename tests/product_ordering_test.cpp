@@ -49,8 +49,7 @@ TEST(ProductOrdering, ComparisonIsAStrictWeakOrdering) {
   }
 }
 
-// The sort takes its ctype facet once per call: it must be the global locale's. Under one that
-// upper-cases nothing, the table names no longer match.
+// Keys take the global locale's ctype: under one that upper-cases nothing, table names miss.
 TEST(ProductOrdering, KeysUseTheGlobalLocalesCtype) {
   struct KeepCase : std::ctype<char> {
     char do_toupper(char c) const override { return c; }

@@ -34,9 +34,8 @@ TEST(VersionComparator, TheDigitShortcutMatchesTheRule) {
   for (auto const& row : qx::test::read_table("fast_path_version_pieces.tsv"))
     pieces.push_back(fl::i18n::utf8_to_ustring(row["piece"]));
   for (ustring const& piece : pieces)
-    for (ustring const& form :
-         {piece, piece + u".", u"1." + piece, piece + u".5", u"." + piece, u"2.." + piece})
-      versions.push_back(form);
+    versions.insert(versions.end(), {piece, piece + u".", u"1." + piece, piece + u".5",
+                                     u"." + piece, u"2.." + piece});
   for (ustring const& first : versions)
     for (ustring const& second : versions)
       ASSERT_EQ(compare(first, second), compare(first, second, true))
@@ -45,13 +44,12 @@ TEST(VersionComparator, TheDigitShortcutMatchesTheRule) {
 
 // Every text of up to 6 of 'a', '.', ' ' and NUL (bijective base 4) splits as getline does.
 TEST(VersionComparator, TokenizeMatchesGetlineOnEveryShortText) {
-  VersionComparator const comparator;
   for (int number = 0; number < 5461; ++number) {
     std::string text;
     for (int n = number; n > 0; n = (n - 1) / 4) text += "a. \0"[(n - 1) % 4];
     std::istringstream stream(text);
     std::vector<std::string> pieces;
     for (std::string piece; std::getline(stream, piece, '.');) pieces.push_back(piece);
-    ASSERT_EQ(comparator.tokenizeString(text), pieces) << '"' << text << '"';
+    ASSERT_EQ(VersionComparator().tokenizeString(text), pieces) << '"' << text << '"';
   }
 }

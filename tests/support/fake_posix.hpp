@@ -1,8 +1,7 @@
 #pragma once
 
-// Fakes for the file layer's system calls: the fault tests build the file layer with this
-// header forced in, so that QX_POSIX_CALL routes each call here. A call that nothing in the
-// script fails reaches the system.
+// Fakes for the file layer's system calls, where QX_POSIX_CALL routes them in the fault tests'
+// build of the layer (this header forced in). A call the script does not fail reaches the system.
 
 #include <sys/stat.h>
 #include <sys/types.h>
