@@ -42,18 +42,16 @@ TEST_F(FileRule, NeedsAnExistingRegularFileOfOneByteOrMore) {
 }
 
 TEST_F(FileRule, AFailureLogsTwoLinesThenThrowsRuntimeError) {
-  {
-    logger::Logger const scope(log_);
-    // Value rules, passing file rules and arguments after a failure write nothing.
-    EXPECT_THROW(validate_args({{"a", "x"}, {"b", missing_}}, {{"a", "intval"}, {"b", "rfile"}}),
-                 std::invalid_argument);
-    EXPECT_NO_THROW(validate_arg("f", one_, "rfile"));
-    EXPECT_EQ(qx::test::read_file(log_), "");
-    EXPECT_EQ(what_of<std::runtime_error>([&] { validate_arg("f", missing_, "rfile"); }),
-              "key='f' value='" + missing_ + "' rule='rfile'");
-    EXPECT_EQ(what_of<std::runtime_error>([&] { validate_arg("g", empty_, "rfile:x"); }),
-              "key='g' value='" + empty_ + "' rule='rfile:x'");
-  }
+  logger::Logger const scope(log_);
+  // Value rules, passing file rules and arguments after a failure write nothing.
+  EXPECT_THROW(validate_args({{"a", "x"}, {"b", missing_}}, {{"a", "intval"}, {"b", "rfile"}}),
+               std::invalid_argument);
+  EXPECT_NO_THROW(validate_arg("f", one_, "rfile"));
+  EXPECT_EQ(qx::test::read_file(log_), "");
+  EXPECT_EQ(what_of<std::runtime_error>([&] { validate_arg("f", missing_, "rfile"); }),
+            "key='f' value='" + missing_ + "' rule='rfile'");
+  EXPECT_EQ(what_of<std::runtime_error>([&] { validate_arg("g", empty_, "rfile:x"); }),
+            "key='g' value='" + empty_ + "' rule='rfile:x'");
   EXPECT_EQ(qx::test::untimed(qx::test::read_file(log_)),
             "(T) Error reading file " + missing_ + "\n(T) File '" + missing_ +
                 "' does not exist or it's empty\n(T) Error reading file " + empty_ +
