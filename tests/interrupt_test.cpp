@@ -3,6 +3,7 @@
 #include <chrono>
 #include <future>
 #include <thread>
+#include <type_traits>
 
 #include "support/trace_capture.hpp"
 
@@ -13,6 +14,10 @@ using namespace std::chrono_literals;
 using qx::test::what_of;
 
 constexpr char const* pause_variable = "QX_INTERRUPT_TEST_PAUSE";
+
+static_assert(noexcept(interrupt::is_set()) && noexcept(interrupt::set()));
+static_assert(noexcept(interrupt::detail::unset()) && !noexcept(interrupt::throw_if_set("")));
+static_assert(std::is_base_of_v<std::runtime_error, interrupt::Exception>);
 
 class Interrupt : public testing::Test {
  protected:
