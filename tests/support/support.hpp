@@ -23,7 +23,10 @@ namespace qx::test {
 class TempDir {
  public:
   TempDir();
-  ~TempDir() { std::filesystem::remove_all(path_, removal_error_); }
+  ~TempDir() {
+    std::error_code ignored;
+    std::filesystem::remove_all(path_, ignored);
+  }
   TempDir(TempDir const&) = delete;
   TempDir& operator=(TempDir const&) = delete;
   [[nodiscard]] std::filesystem::path const& path() const { return path_; }
@@ -35,7 +38,6 @@ class TempDir {
 
  private:
   std::filesystem::path path_;
-  std::error_code removal_error_;  // ignored
 };
 
 /// The whole content of `path`; empty when it cannot be read.
