@@ -20,11 +20,14 @@ class FileFaults : public testing::Test {
   std::string const log_ = dir_.file("log");
 };
 
-TEST_F(FileFaults, OpensWithoutBlockingAndClearsTheFlagOnceChecked) {
+// O_NONBLOCK means nothing to a regular file; a device keeps it only until it is checked.
+TEST_F(FileFaults, OpensWithoutBlockingAndClearsTheFlagOnADevice) {
   auto const out = open_log();
   int const wanted = O_NONBLOCK | O_CLOEXEC | O_NOCTTY | O_APPEND | O_CREAT | O_WRONLY;
   ASSERT_EQ(script.open_flags.size(), 1U);
   EXPECT_EQ(script.open_flags[0] & wanted, wanted);
+  EXPECT_TRUE(script.set_flags.empty());
+  fl::filesystem::basic_ofstream<char> const device(fl::filesystem::make_path(u"/dev/null"));
   ASSERT_EQ(script.set_flags.size(), 1U);
   EXPECT_EQ(script.set_flags[0] & O_NONBLOCK, 0);
 }
@@ -59,11 +62,15 @@ TEST_F(FileFaults, CloseIsNotRetriedAfterEintr) {
   EXPECT_EQ(qx::test::read_file(log_), "closed once");
 }
 
-TEST_F(FileFaults, AFailedWriteFailsTheStreamAndWritesNothing) {
+// The stream keeps the first failure's errno and counts what reached the file.
+TEST_F(FileFaults, AFailedWriteFailsTheStreamAndKeepsItsReason) {
   for (int const error : {ENOSPC, EIO}) {
-    script.write_errors = {error};
+    script.write_errors = {0, error};
+    script.short_write_limit = 3;
     auto out = open_log();
     EXPECT_TRUE((out << "dropped" << std::flush).fail()) << error;
+    EXPECT_EQ(out.error(), error);
+    EXPECT_EQ(out.written(), 3U);
   }
-  EXPECT_EQ(qx::test::read_file(log_), "");
+  EXPECT_EQ(qx::test::read_file(log_), "drodro");
 }

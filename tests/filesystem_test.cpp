@@ -1,5 +1,9 @@
 #include "fl/filesystem.hpp"
 
+#include <sys/resource.h>
+#include <sys/wait.h>
+#include <fstream>
+
 #include "support/support.hpp"
 
 namespace fs = fl::filesystem;
@@ -45,6 +49,33 @@ TEST(FileStreams, AppendKeepsContentAndCloseTwiceIsHarmless) {
   EXPECT_TRUE(out.good());
   EXPECT_FALSE(out.is_open());
   EXPECT_EQ(qx::test::read_file(dir.file("log")), "old\nnew\n");
+}
+
+// A NUL would cut the name short, and so name another file.
+TEST(FileStreams, EveryOperationRefusesANameThatHoldsNul) {
+  qx::test::TempDir const dir;
+  basic_path const cut = path_of(dir.write("f", "x") + std::string("\0/../g", 6));
+  EXPECT_FALSE(fs::exists(cut));
+  EXPECT_THROW(fs::create_directories(cut), std::filesystem::filesystem_error);
+  EXPECT_EQ(fs::basic_ifstream<char>(cut).error(), EINVAL);
+  EXPECT_EQ(fs::basic_ofstream<char>(cut, std::ios::app).error(), EINVAL);
+  EXPECT_EQ(qx::test::read_file(dir.file("f")), "x");
+}
+
+// The file grows after the open, so the write passes the limit that it was expected to fit:
+// it fails with EFBIG, SIGXFSZ never reaches the process.
+TEST(FileStreams, AWritePastTheFileSizeLimitFailsWithoutKillingTheProcess) {
+  qx::test::TempDir const dir;
+  std::string const file = dir.write("f", "");
+  int const status = qx::test::in_child([&file] {
+    rlimit const limit{4096, 4096};
+    if (setrlimit(RLIMIT_FSIZE, &limit) != 0) return 3;
+    fs::basic_ofstream<char> out(path_of(file), std::ios::app);
+    std::ofstream(file, std::ios::app) << std::string(4000, 'g');
+    out << std::string(200, 'S') << std::flush;
+    return out.fail() && out.error() == EFBIG && out.written() == 96 ? 0 : 2;
+  });
+  EXPECT_TRUE(WIFEXITED(status) && WEXITSTATUS(status) == 0) << status;
 }
 
 TEST(FileStreams, PrivateFileRefusesLinksButAPlainOpenFollowsThem) {

@@ -1,9 +1,13 @@
 #include "file_descriptor.hpp"
 
+#include "file_queries.hpp"
+
 #include <fcntl.h>
+#include <pthread.h>
 #include <sys/stat.h>
 #include <unistd.h>
 #include <cerrno>
+#include <csignal>
 
 // Every system call of the file layer goes through QX_POSIX_CALL, so that a test build can
 // route them to fakes (tests/support/fake_posix.hpp); the libraries call the system directly.
@@ -14,29 +18,65 @@
 namespace fl::posix {
 namespace {
 
-// 0 when the descriptor is of the expected kind, else the errno that refuses it.
-int refusal(int fd, expect kind) noexcept {
-  struct stat st {};
-  if (QX_POSIX_CALL(fstat(fd, &st)) != 0) return errno;
-  if (kind == expect::any) return 0;
-  if (S_ISDIR(st.st_mode)) return EISDIR;
-  if (!S_ISREG(st.st_mode)) return EINVAL;
-  if (kind == expect::private_file && (st.st_uid != ::geteuid() || st.st_nlink != 1)) {
-    return EPERM;
+// 0 when a file of this status is of the expected kind, else the errno that refuses it.
+int refusal(file_status const& st, expect kind) noexcept {
+  if (S_ISDIR(st.mode)) return EISDIR;
+  bool const regular = S_ISREG(st.mode);
+  if (kind == expect::writable) return regular || S_ISCHR(st.mode) ? 0 : ENXIO;
+  if (!regular) return ENXIO;
+  if (kind == expect::private_file) {
+    if (st.owner != ::geteuid()) return EPERM;
+    if (st.links != 1) return EMLINK;
   }
   return 0;
 }
 
+// SIGXFSZ blocked in the calling thread for the object's life, where a write may pass the
+// file-size limit: the write then fails with EFBIG instead of the signal ending the process.
+// No process-wide disposition changes. A thread that blocked SIGXFSZ itself keeps its own
+// mask and its own pending signals.
+class file_size_signal_blocked {
+ public:
+  explicit file_size_signal_blocked(bool needed) noexcept {
+    if (!needed) return;
+    sigemptyset(&xfsz_);
+    sigaddset(&xfsz_, SIGXFSZ);
+    active_ = QX_POSIX_CALL(pthread_sigmask(SIG_BLOCK, &xfsz_, &old_)) == 0 &&
+              sigismember(&old_, SIGXFSZ) == 0;
+  }
+  ~file_size_signal_blocked() {
+    if (active_) QX_POSIX_CALL(pthread_sigmask(SIG_SETMASK, &old_, nullptr));
+  }
+  file_size_signal_blocked(file_size_signal_blocked const&) = delete;
+  file_size_signal_blocked& operator=(file_size_signal_blocked const&) = delete;
+
+  // Takes back the SIGXFSZ that a failed write raised, so that it is not delivered once the
+  // old mask returns.
+  void discard_raised() noexcept {
+    sigset_t pending;
+    int signal = 0;
+    if (active_ && QX_POSIX_CALL(sigpending(&pending)) == 0 && sigismember(&pending, SIGXFSZ) == 1)
+      QX_POSIX_CALL(sigwait(&xfsz_, &signal));
+  }
+
+ private:
+  bool active_ = false;
+  sigset_t xfsz_{};
+  sigset_t old_{};
+};
+
 }  // namespace
 
-int open_file(char const* name, int flags, mode_t mode, expect kind) noexcept {
+opened open_file(char const* name, int flags, mode_t mode, expect kind) noexcept {
   int fd = -1;
   do {
     fd = QX_POSIX_CALL(open(name, flags | O_NONBLOCK | O_CLOEXEC | O_NOCTTY, mode));
   } while (fd < 0 && errno == EINTR);
-  if (fd < 0) return -1;
-  int error = refusal(fd, kind);
-  if (error == 0) {
+  if (fd < 0) return {.error = errno};
+  file_status st;
+  int error = status_of(fd, st) == 0 ? refusal(st, kind) : errno;
+  bool const regular = S_ISREG(st.mode);
+  if (error == 0 && !regular) {  // a terminal or a device: writes may block as they should
     int const status = QX_POSIX_CALL(fcntl(fd, F_GETFL));
     if (status == -1 || QX_POSIX_CALL(fcntl(fd, F_SETFL, status & ~O_NONBLOCK)) == -1) {
       error = errno;
@@ -45,9 +85,9 @@ int open_file(char const* name, int flags, mode_t mode, expect kind) noexcept {
   if (error != 0) {
     close_file(fd);
     errno = error;
-    return -1;
+    return {.error = error};
   }
-  return fd;
+  return {fd, regular, st.device, st.inode, st.size, 0};
 }
 
 ssize_t read_some(int fd, void* data, std::size_t size) noexcept {
@@ -58,22 +98,41 @@ ssize_t read_some(int fd, void* data, std::size_t size) noexcept {
   return n;
 }
 
-bool write_all(int fd, void const* data, std::size_t size) noexcept {
+int read_byte_at(int fd, off_t offset) noexcept {
+  unsigned char byte = 0;
+  ssize_t n = 0;
+  do {
+    n = QX_POSIX_CALL(pread(fd, &byte, 1, offset));
+  } while (n < 0 && errno == EINTR);
+  return n == 1 ? byte : -1;
+}
+
+std::size_t write_all(int fd, void const* data, std::size_t size, off_t at) noexcept {
+  rlim_t const limit = file_size_limit();
+  bool const limited = limit != RLIM_INFINITY;
+  if (limited && at >= 0 && static_cast<rlim_t>(at) + size > limit) {
+    errno = EFBIG;  // it cannot fit: leave no fragment behind
+    return 0;
+  }
+  file_size_signal_blocked blocked(limited);
   auto const* p = static_cast<char const*>(data);
-  while (size > 0) {
-    ssize_t const n = QX_POSIX_CALL(write(fd, p, size));
+  std::size_t done = 0;
+  while (done < size) {
+    ssize_t const n = QX_POSIX_CALL(write(fd, p + done, size - done));
     if (n < 0) {
       if (errno == EINTR) continue;
-      return false;
+      int const error = errno;
+      if (error == EFBIG) blocked.discard_raised();
+      errno = error;
+      return done;
     }
     if (n == 0) {  // no progress and no error: give up rather than spin
       errno = EIO;
-      return false;
+      return done;
     }
-    p += n;
-    size -= static_cast<std::size_t>(n);
+    done += static_cast<std::size_t>(n);
   }
-  return true;
+  return done;
 }
 
 off_t seek(int fd, off_t offset, int whence) noexcept {

@@ -9,25 +9,43 @@ namespace fl::posix {
 
 /// What an opened descriptor must be; fstat checks it before the descriptor is used.
 enum class expect {
-  /// Any kind of file (a Logger may write to a device or a FIFO with a reader).
-  any,
-  /// A regular file: folders, FIFOs and devices are refused.
+  /// A regular file or a character device (/dev/null, a terminal): what output may go to.
+  /// A FIFO or a socket is refused, since a reader that never reads would block a writer.
+  writable,
+  /// A regular file: folders, FIFOs, sockets and devices are refused.
   regular_file,
   /// A regular file owned by the effective user with exactly one link.
   private_file,
 };
 
+/// A descriptor that open_file opened, with what fstat said of it then.
+struct opened {
+  int fd = -1;           ///< -1 when the open failed
+  bool regular = false;  ///< a regular file, where pread and the file size mean something
+  dev_t device = 0;      ///< the file's identity: its device
+  ino_t inode = 0;       ///< and inode
+  off_t size = 0;        ///< the file's size at the open
+  int error = 0;         ///< why the open failed: its errno
+};
+
 /// Opens `name` with `flags` (close-on-exec, no controlling terminal) without ever blocking:
-/// O_NONBLOCK holds until fstat has checked the descriptor against `kind`, then it is
-/// cleared. EINTR is retried. Returns the descriptor, or -1 with errno set (ENXIO for a FIFO
-/// without a reader, EISDIR for a folder, EINVAL for another refused kind, EPERM for a
-/// private file that fails its checks).
-[[nodiscard]] int open_file(char const* name, int flags, mode_t mode, expect kind) noexcept;
+/// O_NONBLOCK holds until fstat has checked the descriptor against `kind`; it is cleared for
+/// what is not a regular file (on which it means nothing). EINTR is retried. On failure fd is
+/// -1 and error (and errno) says why: the system's own reason, EISDIR for a folder, ENXIO for
+/// another kind that `kind` refuses (as the system answers for a socket), EPERM for a private file
+/// owned by another user and EMLINK for one with a second link.
+[[nodiscard]] opened open_file(char const* name, int flags, mode_t mode, expect kind) noexcept;
 /// Reads up to `size` bytes, retrying EINTR: the count, 0 at the end, -1 on an error.
 [[nodiscard]] ssize_t read_some(int fd, void* data, std::size_t size) noexcept;
-/// Writes all `size` bytes: continues after a short write, retries EINTR. False on the first
-/// other failure (errno set) or when write(2) makes no progress (errno EIO).
-[[nodiscard]] bool write_all(int fd, void const* data, std::size_t size) noexcept;
+/// The byte at `offset` (one pread, EINTR retried), or -1 when there is none or it cannot be read.
+[[nodiscard]] int read_byte_at(int fd, off_t offset) noexcept;
+/// Writes all `size` bytes, which land at offset `at` (the end of the file for an append):
+/// continues after a short write, retries EINTR. Returns how many bytes were written; fewer
+/// than `size` means failure, with errno set (EIO when write(2) makes no progress).
+/// The file-size limit (RLIMIT_FSIZE) never kills the process: a write known to pass it is
+/// not started (EFBIG, nothing written); one that passes it anyway, because the file grew
+/// meanwhile, runs with SIGXFSZ blocked in the calling thread and fails with EFBIG.
+[[nodiscard]] std::size_t write_all(int fd, void const* data, std::size_t size, off_t at) noexcept;
 /// lseek(2).
 [[nodiscard]] off_t seek(int fd, off_t offset, int whence) noexcept;
 /// close(2) once: never retried, since the descriptor is gone even when it reports EINTR.

@@ -10,6 +10,7 @@
 #include <mutex>
 #include <stdexcept>
 #include <streambuf>
+#include <system_error>
 #include <vector>
 
 #include "file_descriptor.hpp"
@@ -17,8 +18,12 @@
 namespace fl::filesystem {
 namespace {
 
+bool holds_nul(ustring const& text) {
+  return text.find(u'\0') != ustring::npos;
+}
+
 std::filesystem::path to_std_path(ustring const& text) {
-  return std::filesystem::path(i18n::ustring_to_utf8(text));
+  return std::filesystem::path(detail::make_native_access_form_i18n(basic_path(text)));
 }
 
 struct install_path_override {
@@ -34,12 +39,30 @@ install_path_override& install_override() {
 }  // namespace
 
 bool exists(basic_path const& path) {
-  if (path.empty()) return false;
+  if (path.empty() || holds_nul(path.string())) return false;
   return std::filesystem::exists(to_std_path(path.string()));
 }
 
 bool create_directories(basic_path const& path) {
+  if (holds_nul(path.string())) {
+    throw std::filesystem::filesystem_error("cannot create a folder whose name holds NUL",
+                                            std::make_error_code(std::errc::invalid_argument));
+  }
   return std::filesystem::create_directories(to_std_path(path.string()));
+}
+
+bool others_can_write(basic_path const& folder) {
+  if (holds_nul(folder.string())) return true;
+  struct stat st {};
+  std::string const name = folder.empty() ? "." : detail::make_native_access_form_i18n(folder);
+  if (::stat(name.c_str(), &st) != 0) return true;
+  return (st.st_mode & (S_IWGRP | S_IWOTH)) != 0 || (st.st_uid != ::geteuid() && st.st_uid != 0);
+}
+
+std::string failure_reason(int error) {
+  if (error == EISDIR) return "it is a folder";
+  if (error == ENXIO) return "it is not a regular file";
+  return std::generic_category().message(error);
 }
 
 ustring temp_directory_name() {
@@ -98,23 +121,58 @@ std::string make_native_access_form_i18n(basic_path const& path) {
   return i18n::ustring_to_utf8(path.string());
 }
 
+// The end of the file this process wrote last: while the file keeps that identity and size,
+// its last byte is known without a read (which would also update its access time, a write to
+// the disk). A file rewritten to the very same size in between goes unnoticed.
+struct known_tail {
+  dev_t device = 0;
+  ino_t inode = 0;
+  off_t size = -1;
+  char byte = 0;
+};
+std::mutex tail_mutex;
+known_tail tail;
+
 // A stream buffer on one descriptor. Output collects everything written between two flushes
 // and hands it to the kernel at once; input reads through a buffer of its own and knows its
 // position, so tellg and seekg work.
 class file_buffer : public std::streambuf {
  public:
-  explicit file_buffer(int fd) : fd_(fd) {}
+  explicit file_buffer(posix::opened file)
+      : fd_(file.fd),
+        regular_(file.regular),
+        device_(file.device),
+        inode_(file.inode),
+        size_(file.size),
+        end_(file.size),
+        error_(file.error) {}
   file_buffer(file_buffer const&) = delete;
   file_buffer& operator=(file_buffer const&) = delete;
   ~file_buffer() override { close(); }
 
   [[nodiscard]] bool is_open() const noexcept { return fd_ >= 0; }
+  [[nodiscard]] int error() const noexcept { return error_; }
+  [[nodiscard]] std::size_t written() const noexcept { return written_; }
+
+  [[nodiscard]] std::optional<char> last_byte() const noexcept {
+    if (fd_ < 0 || !regular_ || size_ == 0) return std::nullopt;
+    {
+      std::lock_guard lock(tail_mutex);
+      if (tail.device == device_ && tail.inode == inode_ && tail.size == size_) return tail.byte;
+    }
+    int const byte = posix::read_byte_at(fd_, size_ - 1);
+    if (byte < 0) return std::nullopt;
+    return static_cast<char>(byte);
+  }
 
   // Writes what is pending and closes; false when either fails. A second call does nothing.
   bool close() noexcept {
     bool ok = sync() == 0;
     if (fd_ >= 0) {
-      ok = posix::close_file(fd_) == 0 && ok;
+      if (posix::close_file(fd_) != 0) {
+        failed(errno);
+        ok = false;
+      }
       fd_ = -1;
     }
     return ok;
@@ -135,15 +193,32 @@ class file_buffer : public std::streambuf {
 
   int sync() override {
     if (pending_.empty()) return 0;
-    bool const ok = fd_ >= 0 && posix::write_all(fd_, pending_.data(), pending_.size());
+    if (fd_ < 0) {
+      pending_.clear();
+      return -1;
+    }
+    // An append lands at the end as last seen; it decides whether the write can fit the
+    // file-size limit.
+    std::size_t const n = posix::write_all(fd_, pending_.data(), pending_.size(), end_);
+    int const error = errno;
+    bool const whole = n == pending_.size();
+    written_ += n;
+    end_ += static_cast<off_t>(n);
+    if (whole && regular_) {
+      std::lock_guard lock(tail_mutex);
+      tail = {device_, inode_, end_, pending_.back()};
+    }
     pending_.clear();
-    return ok ? 0 : -1;
+    if (whole) return 0;
+    failed(error);
+    return -1;
   }
 
   int_type underflow() override {
     if (fd_ < 0) return traits_type::eof();
     input_.resize(input_size);
     ssize_t const n = posix::read_some(fd_, input_.data(), input_.size());
+    if (n < 0) failed(errno);
     if (n <= 0) return traits_type::eof();  // the end, or a failed read: reading stops
     setg(input_.data(), input_.data(), input_.data() + n);
     return traits_type::to_int_type(*gptr());
@@ -166,14 +241,27 @@ class file_buffer : public std::streambuf {
  private:
   static constexpr std::size_t input_size = 64 * 1024;
 
+  // Keeps the first failure's errno.
+  void failed(int error) noexcept {
+    if (error_ == 0) error_ = error;
+  }
+
   int fd_;
+  bool regular_;
+  dev_t device_;
+  ino_t inode_;
+  off_t size_;  // at the open
+  off_t end_;   // where the next write lands, as far as this stream knows
+  int error_;
+  std::size_t written_ = 0;
   std::string pending_;
   std::vector<char> input_;
 };
 
 namespace {
 
-int open_descriptor(basic_path const& path, int flags, mode_t mode, posix::expect kind) {
+posix::opened open_descriptor(basic_path const& path, int flags, mode_t mode, posix::expect kind) {
+  if (holds_nul(path.string())) return {.error = EINVAL};
   return posix::open_file(make_native_access_form_i18n(path).c_str(), flags, mode, kind);
 }
 
@@ -183,16 +271,21 @@ int open_descriptor(basic_path const& path, int flags, mode_t mode, posix::expec
 basic_ofstream<char>::basic_ofstream(basic_path const& path, std::ios::openmode mode,
                                      open_options options)
     : std::ostream(nullptr) {
-  int flags = O_WRONLY | O_CREAT;
+  bool const readable = (mode & std::ios::in) != 0;
+  int flags = O_CREAT;
   if ((mode & std::ios::app) != 0) {
     flags |= O_APPEND;
-  } else if ((mode & std::ios::in) == 0 || (mode & std::ios::trunc) != 0) {
+  } else if (!readable || (mode & std::ios::trunc) != 0) {
     flags |= O_TRUNC;
   }
   if (options.private_file) flags |= O_NOFOLLOW;
-  auto const kind = options.private_file ? posix::expect::private_file : posix::expect::any;
-  buf_ = std::make_unique<detail::file_buffer>(
-      detail::open_descriptor(path, flags, options.create_mode, kind));
+  auto const kind = options.private_file ? posix::expect::private_file : posix::expect::writable;
+  posix::opened file = detail::open_descriptor(path, flags | (readable ? O_RDWR : O_WRONLY),
+                                               options.create_mode, kind);
+  // Reading only serves last_byte: a file this user may write but not read still opens.
+  if (readable && file.error == EACCES)
+    file = detail::open_descriptor(path, flags | O_WRONLY, options.create_mode, kind);
+  buf_ = std::make_unique<detail::file_buffer>(file);
   rdbuf(buf_.get());
   if (!buf_->is_open()) setstate(std::ios::failbit);
 }
@@ -205,6 +298,18 @@ bool basic_ofstream<char>::is_open() const noexcept {
 
 void basic_ofstream<char>::close() {
   if (!buf_->close()) setstate(std::ios::failbit);
+}
+
+int basic_ofstream<char>::error() const noexcept {
+  return buf_->error();
+}
+
+std::size_t basic_ofstream<char>::written() const noexcept {
+  return buf_->written();
+}
+
+std::optional<char> basic_ofstream<char>::last_byte() const noexcept {
+  return buf_->last_byte();
 }
 
 basic_ifstream<char>::basic_ifstream(basic_path const& path, std::ios::openmode mode)
@@ -227,6 +332,10 @@ bool basic_ifstream<char>::is_open() const noexcept {
 
 void basic_ifstream<char>::close() {
   if (!buf_->close()) setstate(std::ios::failbit);
+}
+
+int basic_ifstream<char>::error() const noexcept {
+  return buf_->error();
 }
 
 }  // namespace fl::filesystem

@@ -3,9 +3,12 @@
 // Fakes for the file layer's system calls, where QX_POSIX_CALL routes them in the fault tests'
 // build of the layer (this header forced in). A call the script does not fail reaches the system.
 
+#include <pthread.h>
+#include <sys/resource.h>
 #include <sys/stat.h>
 #include <sys/types.h>
 #include <unistd.h>
+#include <csignal>
 #include <deque>
 #include <vector>
 
@@ -28,6 +31,8 @@ int open(char const* name, int flags, mode_t mode);
 ssize_t write(int fd, void const* data, std::size_t size);
 int fcntl(int fd, int command, int argument = 0);
 int close(int fd);
-using ::fstat, ::lseek, ::read;  // not faked
+using ::fstat, ::getrlimit, ::statx, ::syscall, ::lseek, ::pread, ::pthread_sigmask, ::read,
+    ::sigpending,
+    ::sigwait;  // not faked
 
 }  // namespace qx::fake

@@ -1,6 +1,10 @@
 #include "support/support.hpp"
 
+#include <sched.h>
+#include <sys/mount.h>
 #include <sys/stat.h>
+#include <sys/wait.h>
+#include <cstring>
 #include <fstream>
 #include <iterator>
 #include <regex>
@@ -34,6 +38,30 @@ std::string untimed(std::string const& text) {
   static std::regex const time(R"(\((Jan|Feb|Mar|Apr|May|Jun|Jul|Aug|Sep|Oct|Nov|Dec) [0-3]\d, )"
                                R"(\d{4} [0-2]\d:[0-5]\d:[0-6]\d\) )");
   return std::regex_replace(text, time, "(T) ");
+}
+
+int in_child(std::function<int()> const& body) {
+  pid_t const pid = fork();
+  if (pid == 0) {
+    int code = 1;
+    try {
+      code = body();
+    } catch (...) {
+    }
+    _exit(code);
+  }
+  int status = -1;
+  while (pid > 0 && waitpid(pid, &status, 0) < 0 && errno == EINTR) {
+  }
+  return status;
+}
+
+std::optional<std::string> mount_small_disk(std::string const& folder, std::string const& size) {
+  if (unshare(CLONE_NEWNS) != 0 ||
+      mount(nullptr, "/", nullptr, MS_REC | MS_PRIVATE, nullptr) != 0 ||
+      mount("tmpfs", folder.c_str(), "tmpfs", 0, ("size=" + size).c_str()) != 0)
+    return std::string("cannot mount a tmpfs here: ") + std::strerror(errno);
+  return std::nullopt;
 }
 
 std::vector<Row> read_table(std::string const& name) {

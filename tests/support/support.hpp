@@ -78,6 +78,14 @@ struct Deadline {
   ~Deadline() { alarm(0); }
 };
 
+/// Runs `body` in a forked child, which exits with what `body` returns (1 when it throws), and
+/// returns the child's wait status.
+[[nodiscard]] int in_child(std::function<int()> const& body);
+/// Mounts a tmpfs of `size` bytes at the existing `folder`, in a mount namespace of this
+/// process's own so that nothing outlives it; the reason when mounting is not permitted here.
+[[nodiscard]] std::optional<std::string> mount_small_disk(std::string const& folder,
+                                                          std::string const& size);
+
 /// One row of a data table: its fields by column name, and its name: the first field with each
 /// byte but letters and digits written as '_'.
 struct Row {

@@ -4,6 +4,7 @@
 #include <ios>
 #include <istream>
 #include <memory>
+#include <optional>
 #include <ostream>
 #include <string>
 
@@ -13,13 +14,27 @@
 
 namespace fl::filesystem {
 
-/// True when something exists at `path`. False for the empty path and for a missing entry
-/// (ENOENT, ENOTDIR); throws std::filesystem::filesystem_error for other failures.
+// Every operation on a path refuses a text that holds NUL: the system would read the name
+// only up to it, and so reach another file.
+
+/// True when something exists at `path`. False for the empty path, a text holding NUL and a
+/// missing entry (ENOENT, ENOTDIR); throws std::filesystem::filesystem_error for other failures.
 [[nodiscard]] QX_PLATFORM_API bool exists(basic_path const& path);
 
 /// Creates `path` and every missing ancestor; true when a folder was created.
-/// Throws std::filesystem::filesystem_error when a folder cannot be created.
+/// Throws std::filesystem::filesystem_error when a folder cannot be created, and (EINVAL) for
+/// a text holding NUL.
 QX_PLATFORM_API bool create_directories(basic_path const& path);
+
+/// True when users other than the effective user may create, replace or remove entries in
+/// `folder`: it is group- or world-writable, or owned by another user than the effective one
+/// and root. Also true when the folder cannot be examined (missing, a text holding NUL), so
+/// that a caller errs on the careful side. The empty path is the current folder.
+[[nodiscard]] QX_PLATFORM_API bool others_can_write(basic_path const& folder);
+
+/// Words for an errno that a file stream reports (error()): the system's own, except for the
+/// kinds the streams refuse: "it is a folder" (EISDIR) and "it is not a regular file" (ENXIO).
+[[nodiscard]] QX_PLATFORM_API std::string failure_reason(int error);
 
 /// The temporary folder: $TMPDIR when set and non-empty, else "/tmp"; read at every call.
 [[nodiscard]] QX_PLATFORM_API ustring temp_directory_name();
@@ -63,13 +78,17 @@ class basic_ifstream;
 
 /// An output file stream that hands everything written between two flushes to the kernel
 /// in one write(2) (a short write is continued, EINTR retried), so with std::ios::app each
-/// flushed entry lands whole even when several processes append to the same file. Opening
-/// never blocks: a FIFO without a reader does not open.
+/// flushed entry lands whole even when several processes append to the same file. Only a
+/// regular file or a character device (/dev/null, a terminal) opens, and opening never
+/// blocks: a FIFO or a socket is refused, since a reader that never reads would hold every
+/// write. A write never kills the process through the file-size limit: it fails with EFBIG.
 template <>
 class QX_PLATFORM_API basic_ofstream<char> : public std::ostream {
  public:
   /// Opens `path` (its native access form) for writing, close-on-exec; `mode` must hold out,
-  /// and app opens with O_APPEND, trunc truncates. Check is_open() for the outcome.
+  /// and app opens with O_APPEND, trunc truncates, in also opens for reading (which only
+  /// last_byte uses; a file that may be written but not read then opens write-only). Check
+  /// is_open() for the outcome and error() for the reason of a failure.
   explicit basic_ofstream(basic_path const& path, std::ios::openmode mode = std::ios::out,
                           open_options options = {});
   basic_ofstream(basic_ofstream const&) = delete;
@@ -81,6 +100,17 @@ class QX_PLATFORM_API basic_ofstream<char> : public std::ostream {
   [[nodiscard]] bool is_open() const noexcept;
   /// Flushes and closes the file; a failure sets failbit. Calling it twice is harmless.
   void close();
+  /// Why the open, or the first write or close that failed, failed: its errno. 0 while
+  /// nothing failed. A file of a refused kind gives EISDIR (a folder) or ENXIO; a private file
+  /// that fails its checks ELOOP (a link), EPERM (another owner) or EMLINK (a second link); a
+  /// text holding NUL EINVAL.
+  [[nodiscard]] int error() const noexcept;
+  /// How many bytes have reached the file through this stream.
+  [[nodiscard]] std::size_t written() const noexcept;
+  /// The last byte the file held when it was opened, read with one pread; nothing for an
+  /// empty file, for what is not a regular file, for a stream opened without std::ios::in
+  /// and when the read fails.
+  [[nodiscard]] std::optional<char> last_byte() const noexcept;
 
  private:
   std::unique_ptr<detail::file_buffer> buf_;
@@ -92,7 +122,8 @@ template <>
 class QX_PLATFORM_API basic_ifstream<char> : public std::istream {
  public:
   /// Opens `path` (its native access form) for reading, close-on-exec; with std::ios::ate
-  /// the stream starts at the end. Check is_open() for the outcome.
+  /// the stream starts at the end. Check is_open() for the outcome and error() for the
+  /// reason of a failure.
   explicit basic_ifstream(basic_path const& path, std::ios::openmode mode = std::ios::in);
   basic_ifstream(basic_ifstream const&) = delete;
   basic_ifstream& operator=(basic_ifstream const&) = delete;
@@ -103,6 +134,10 @@ class QX_PLATFORM_API basic_ifstream<char> : public std::istream {
   [[nodiscard]] bool is_open() const noexcept;
   /// Closes the file; a failure sets failbit. Calling it twice is harmless.
   void close();
+  /// Why the open, or the first read or close that failed, failed: its errno (ENOENT for
+  /// the empty name; EISDIR for a folder, ENXIO for another kind that is not a regular file,
+  /// EINVAL for a text holding NUL). 0 while nothing failed; the end of the file is no failure.
+  [[nodiscard]] int error() const noexcept;
 
  private:
   std::unique_ptr<detail::file_buffer> buf_;
