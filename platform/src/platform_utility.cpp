@@ -20,6 +20,29 @@ locale_t classic_locale() {
   return c_locale;
 }
 
+std::string format_time(std::time_t now, std::string const& format) {
+  std::tm local{};
+  localtime_r(&now, &local);
+  // Most patterns fit the stack buffer; only longer results take the growing heap buffer.
+  char small[256];
+  if (std::size_t const n =
+          strftime_l(small, sizeof small, format.c_str(), &local, classic_locale());
+      n > 0) {
+    return std::string(small, n);
+  }
+  std::string out(64 + format.size() * 4, '\0');
+  for (int attempt = 0; attempt < 8; ++attempt) {
+    std::size_t const n =
+        strftime_l(out.data(), out.size(), format.c_str(), &local, classic_locale());
+    if (n > 0) {
+      out.resize(n);
+      return out;
+    }
+    out.resize(out.size() * 4);
+  }
+  return {};  // the pattern produces no text (for instance "%p" in a locale without it)
+}
+
 }  // namespace
 
 std::string PlatformUtility::getPlatformUserName() const {
@@ -43,26 +66,17 @@ std::string PlatformUtility::getPlatformUserName() const {
 std::string PlatformUtility::getPlatformCurrentTime(std::string const& format) const {
   if (format.empty()) return {};
   std::time_t const now = std::time(nullptr);
-  std::tm local{};
-  localtime_r(&now, &local);
-  // Most patterns fit the stack buffer; only longer results take the growing heap buffer.
-  char small[256];
-  if (std::size_t const n =
-          strftime_l(small, sizeof small, format.c_str(), &local, classic_locale());
-      n > 0) {
-    return std::string(small, n);
-  }
-  std::string out(64 + format.size() * 4, '\0');
-  for (int attempt = 0; attempt < 8; ++attempt) {
-    std::size_t const n =
-        strftime_l(out.data(), out.size(), format.c_str(), &local, classic_locale());
-    if (n > 0) {
-      out.resize(n);
-      return out;
-    }
-    out.resize(out.size() * 4);
-  }
-  return {};  // the pattern produces no text (for instance "%p" in a locale without it)
+  // The text changes at most once a second: this thread's last one is reused within it.
+  thread_local struct {
+    std::time_t second = -1;
+    std::string format;
+    std::string text;
+  } last;
+  if (now == last.second && format == last.format) return last.text;
+  last.text = format_time(now, format);
+  last.second = now;
+  last.format = format;
+  return last.text;
 }
 
 }  // namespace install::platformutil
