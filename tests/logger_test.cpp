@@ -1,5 +1,13 @@
 #include "install/cpputil/logger.hpp"
 
+#include <fcntl.h>
+#include <signal.h>
+#include <sys/resource.h>
+#include <sys/wait.h>
+#include <fstream>
+#include <thread>
+#include <tuple>
+
 #include "install/platformutil/platform_utility.hpp"
 #include "support/trace_capture.hpp"
 
@@ -9,6 +17,20 @@ using logger::Logger;
 using Lines = std::vector<std::string>;
 using namespace qx::test;
 using namespace std::string_literals;
+using Failure = logger::WriteFailure;
+
+namespace install::cpputil::logger {
+void PrintTo(WriteFailure const& f, std::ostream* out) {
+  *out << fl::i18n::ustring_to_utf8(f.file.string())
+       << (f.step == WriteFailure::Step::open ? " open " : " write ") << f.error << ' ' << f.written
+       << '/' << f.size;
+}
+}  // namespace install::cpputil::logger
+
+// The size of the entry of `message`: "(Mon DD, YYYY HH:MM:SS) ", the message, a line feed.
+std::size_t entry_size(std::string const& message) {
+  return 24 + message.size() + 1;
+}
 
 class LoggerTest : public testing::Test {
  protected:
@@ -58,19 +80,27 @@ TEST_F(LoggerTest, DestroyingAnyLoggerClearsTheDestinationAndAnOuterOneKeepsTheL
 TEST_F(LoggerTest, CreatesParentFoldersAndNeverTruncates) {
   { Logger const log(dir_.file("a/b/install.log")); }
   EXPECT_TRUE(fs::is_regular_file(dir_.file("a/b/install.log")));
-  dir_.write("x.log", "earlier run\n");
+  dir_.write("x.log", "a fragment that a killed writer left");
   Logger const log(fl::filesystem::make_path(fl::i18n::utf8_to_ustring(x_)));
   logger::append_message(u"next");
-  EXPECT_EQ(log_of(x_), "earlier run\n(T) next\n");
+  logger::append_message(u"last");
+  EXPECT_EQ(log_of(x_), "a fragment that a killed writer left\n(T) next\n(T) last\n");
 }
 
 // Each failure throws at once, traces its text and changes no state; its notice goes into the
-// current destination when there is one. A FIFO without a reader is not waited for.
+// current destination when there is one. A FIFO whose reader never reads is not waited for, and
+// a NUL never cuts a name short.
 TEST_F(LoggerTest, AFailedConstructionThrowsAndChangesNoState) {
   std::string const sub = dir_.write("plain", "x") + "/sub", folder = dir_.path().string(),
-                    fifo = dir_.fifo("fifo");
+                    fifo = dir_.fifo("fifo"), cut = dir_.file("plain.log\0-suffix"s),
+                    escape = dir_.file("install.log\0.d/../../.."s);
+  int const reader = ::open(fifo.c_str(), O_RDONLY | O_NONBLOCK);
+  auto const shown = [](std::string text) { return text.replace(text.find('\0'), 1, "\\0"); };
   std::string const cases[][3] = {
       {fifo, "open file \"" + fifo + "\"", "file for installation log " + fifo},
+      {cut, "open file \"" + shown(cut) + "\"", "file for installation log " + cut},
+      {escape + "/victim", "create directory \"" + shown(escape) + "\"",
+       "folder for installation log " + escape},
       {sub + "/f.log", "create directory \"" + sub + "\"", "folder for installation log " + sub},
       {folder, "open file \"" + folder + "\"", "file for installation log " + folder},
       {"", "open file \"\"", "file for installation log "}};
@@ -89,7 +119,9 @@ TEST_F(LoggerTest, AFailedConstructionThrowsAndChangesNoState) {
                 with_destination ? "(T) Unable to create specified " + notice + "\n" : "");
     }
   }
-  EXPECT_FALSE(fs::exists(default_log_));
+  ::close(reader);
+  EXPECT_FALSE(fs::exists(default_log_) || fs::exists(dir_.file("plain.log")) ||
+               fs::exists(dir_.file("install.log")));
 }
 
 TEST_F(LoggerTest, WithoutALoggerEntriesGoToTheDefaultFileCreatedPrivate) {
@@ -112,7 +144,7 @@ TEST_F(LoggerTest, EntriesAreWrittenAsGivenInUtf8AndEmptyOnesNotAtAll) {
             "e \xF0\x9F\x98\x80\n(T) bad \xEF\xBF\xBD byte, NUL \0 kept, crlf\r\n\n"s);
 }
 
-TEST_F(LoggerTest, AMissingFileIsRecreatedButAnEntryThatCannotBeWrittenIsDropped) {
+TEST_F(LoggerTest, AMissingFileIsRecreatedButAMissingFolderIsNot) {
   Logger const log(dir_.file("sub/p.log"));
   fs::remove(dir_.file("sub/p.log"));
   logger::append_message(std::string("recreated"));
@@ -120,13 +152,52 @@ TEST_F(LoggerTest, AMissingFileIsRecreatedButAnEntryThatCannotBeWrittenIsDropped
   fs::remove_all(dir_.file("sub"));
   logger::append_message(std::string("folder gone"));
   EXPECT_FALSE(fs::exists(dir_.file("sub")));
-  Logger const full(std::string("/dev/full"));
-  logger::append_message(std::string("device full"));
-  EXPECT_EQ(trace_.lines("failed"),
+}
+
+// A handler that logs again neither waits for the log's lock nor gets its own drops back, and
+// what it throws stays inside append_message.
+TEST_F(LoggerTest, EachDroppedEntryIsTracedWithItsReasonAndHandedToTheHandler) {
+  std::vector<Failure> seen;
+  auto const previous = logger::set_write_failure_handler([&seen](Failure const& failure) {
+    seen.push_back(failure);
+    logger::append_message(u"from the handler");
+    throw std::runtime_error("handler failed");
+  });
+  Deadline const deadline(10);
+  {
+    Logger const gone(dir_.file("sub/p.log"));
+    fs::remove_all(dir_.file("sub"));
+    logger::append_message(std::string("folder gone"));
+  }
+  {
+    Logger const full(std::string("/dev/full"));
+    logger::append_message(std::string("device full"));
+  }
+  Logger const log(x_);
+  fs::remove(x_);
+  int const reader = ::open(dir_.fifo("x.log").c_str(), O_RDONLY | O_NONBLOCK);
+  logger::append_message(std::string("a FIFO"));
+  ::close(reader);
+  EXPECT_TRUE(logger::set_write_failure_handler(previous));
+  auto const path = [](std::string const& file) {
+    return fl::filesystem::make_path(fl::i18n::utf8_to_ustring(file));
+  };
+  EXPECT_EQ(
+      seen,
+      (std::vector<Failure>{
+          {path(dir_.file("sub/p.log")), Failure::Step::open, ENOENT, 0, entry_size("folder gone")},
+          {path("/dev/full"), Failure::Step::write, ENOSPC, 0, entry_size("device full")},
+          {path(x_), Failure::Step::open, ENXIO, 0, entry_size("a FIFO")}}));
+  Lines const dropped = trace_.lines("failed");
+  ASSERT_EQ(dropped.size(), 12U);  // each entry and each of the handler's: text, then reason
+  EXPECT_EQ(Lines(dropped.begin(), dropped.begin() + 2),
             (Lines{"4failed to open destination_file for u8msg (T) folder gone",
-                   "4failed to open destination_file for u8msg (T) Reset destination file log " +
-                       dir_.file("sub/p.log") + " to /dev/full",
-                   "4failed to write destination_file for u8msg (T) device full"}));
+                   "4failed entry: No such file or directory (errno 2), 0 of 36 bytes written to " +
+                       dir_.file("sub/p.log")}));
+  EXPECT_EQ(dropped[4], "4failed to write destination_file for u8msg (T) device full");
+  EXPECT_EQ(dropped[9].substr(0, 40), "4failed entry: it is not a regular file ");
+  EXPECT_EQ(trace_.lines("write failure handler threw: "),
+            Lines(3, "4write failure handler threw: handler failed"));
 }
 
 TEST_F(LoggerTest, APlantedDefaultFileIsNeverWrittenOrWaitedFor) {
@@ -137,9 +208,114 @@ TEST_F(LoggerTest, APlantedDefaultFileIsNeverWrittenOrWaitedFor) {
   dir_.fifo(default_log_);
   Deadline const deadline(10);
   logger::append_message(std::string("fifo"));
-  EXPECT_EQ(trace_.lines("failed"),
+  EXPECT_EQ(trace_.lines("failed to"),
             (Lines{"4failed to open destination_file for u8msg (T) planted link",
                    "4failed to open destination_file for u8msg (T) fifo"}));
+}
+
+// In a folder that other users can write, only the caller's own file with one link is a
+// destination, as for the default log; in the caller's own folder links are followed.
+TEST_F(LoggerTest, InASharedFolderALinkOrAnotherUsersFileIsNoDestination) {
+  std::string const victim = dir_.write("victim", "keep\n");
+  for (std::string const folder : {"shared", "own"}) {
+    bool const shared = folder == "shared";
+    fs::create_directory(dir_.file(folder));
+    fs::permissions(dir_.file(folder),
+                    shared ? fs::perms::all | fs::perms::sticky_bit : fs::perms::owner_all);
+    fs::create_symlink(victim, dir_.file(folder + "/link.log"));
+    fs::create_hard_link(victim, dir_.file(folder + "/hard.log"));
+    for (char const* name : {"/link.log", "/hard.log"}) {
+      EXPECT_EQ(
+          what_of<std::runtime_error>([&] { Logger const planted(dir_.file(folder + name)); }),
+          shared ? "Install Logger: Cannot open file \"" + dir_.file(folder + name) + "\""
+                 : "no exception");
+    }
+  }
+  EXPECT_EQ(read_file(victim), "keep\n");
+  std::string const mine = dir_.file("shared/install.log");
+  Logger const log(mine);
+  EXPECT_EQ(fs::status(mine).permissions(), fs::perms::owner_read | fs::perms::owner_write);
+  if (geteuid() == 0 && chown(mine.c_str(), 4321, 4321) == 0) {
+    logger::append_message(std::string("to another user's file"));
+    EXPECT_EQ(read_file(mine), "");
+  }
+  fs::remove(mine);
+  fs::create_symlink(victim, mine);
+  logger::append_message(std::string("through a link planted later"));
+  EXPECT_EQ(read_file(victim), "keep\n");
+}
+
+// A 64 KB file system filled up: an entry that only partly fits is reported with what it left,
+// and once there is room again the next entry starts on a line of its own.
+TEST_F(LoggerTest, OnAFullDiskAPartialEntryStandsApart) {
+  fs::create_directory(dir_.file("small"));
+  if (auto const refused = mount_small_disk(dir_.file("small"), "64k")) GTEST_SKIP() << *refused;
+  std::vector<Failure> seen;
+  auto const previous =
+      logger::set_write_failure_handler([&seen](Failure const& f) { seen.push_back(f); });
+  std::string const log = dir_.file("small/install.log"), first(4000, 'f'), second(300, 's');
+  Logger const destination(log);
+  logger::append_message(first);  // 4,025 bytes: 71 left in the file's first page
+  {
+    std::ofstream filler(dir_.file("small/filler"));
+    while (filler << std::string(4096, 'x') << std::flush) {
+    }
+  }
+  logger::append_message(second);
+  fs::remove(dir_.file("small/filler"));
+  logger::append_message(std::string("room again"));
+  logger::set_write_failure_handler(previous);
+  ASSERT_EQ(seen.size(), 1U);
+  EXPECT_EQ(std::tuple(seen[0].step, seen[0].error, seen[0].size),
+            std::tuple(Failure::Step::write, ENOSPC, entry_size(second)));
+  ASSERT_GT(seen[0].written, 0U);
+  EXPECT_EQ(log_of(log), "(T) " + first + "\n" +
+                             untimed(read_file(log).substr(4025, seen[0].written)) +
+                             "\n(T) room again\n");
+}
+
+// A writer killed in the middle of an entry leaves a fragment; the next entry, from another
+// process, does not glue onto it.
+TEST_F(LoggerTest, AnEntryCutByAKilledWriterStandsApart) {
+  std::string const big(64U << 20, 'k');
+  Deadline const deadline(60);
+  for (int const signal : {SIGTERM, SIGKILL}) {
+    fs::remove(x_);
+    pid_t const child = fork();
+    if (child == 0) {
+      Logger const log(x_);
+      logger::append_message(big);
+      _exit(0);
+    }
+    while (!fs::exists(x_) || fs::file_size(x_) == 0) std::this_thread::yield();
+    kill(child, signal);
+    int status = 0;
+    waitpid(child, &status, 0);
+    std::uintmax_t const left = fs::file_size(x_);
+    if (left == entry_size(big)) GTEST_SKIP() << "the entry was written before the signal landed";
+    Logger const log(x_);
+    logger::append_message(std::string("next"));
+    std::string const content = read_file(x_);
+    EXPECT_EQ(content.size(), left + 1 + entry_size("next")) << signal;
+    EXPECT_EQ(untimed(content.substr(left)), "\n(T) next\n") << signal;
+  }
+}
+
+// Past the file-size limit (ulimit -f) an entry is dropped with EFBIG and leaves nothing: the
+// process is not killed by SIGXFSZ.
+TEST_F(LoggerTest, AnEntryPastTheFileSizeLimitFailsWithoutKillingTheProcess) {
+  dir_.write("x.log", std::string(4000, 'o') + "\n");
+  int const status = in_child([this] {
+    rlimit const limit{4096, 4096};
+    std::optional<Failure> seen;
+    logger::set_write_failure_handler([&seen](Failure const& f) { seen = f; });
+    Logger const log(x_);
+    if (setrlimit(RLIMIT_FSIZE, &limit) != 0) return 3;
+    logger::append_message(std::string(200, 'S'));
+    return seen && seen->error == EFBIG && seen->written == 0 ? 0 : 2;
+  });
+  EXPECT_TRUE(WIFEXITED(status) && WEXITSTATUS(status) == 0) << status;
+  EXPECT_EQ(fs::file_size(x_), 4001U);
 }
 
 TEST_F(LoggerTest, AppendFileFramesTheFileAndTheThreeFormsAgree) {
@@ -189,7 +365,31 @@ TEST_F(LoggerTest, AppendFileRedactedWritesNoSecretAndChangesNothingElse) {
   }
   dir_.write("y.log", input);
   Logger const log(x_);
-  logger::append_file_redacted(fl::i18n::utf8_to_ustring(y_), {"password", " Licence_Key ", "API"});
+  trace_.clear();
+  logger::append_file_redacted(fl::i18n::utf8_to_ustring(y_),
+                               {"password", " Licence_Key ", "API", "Platform"});
   EXPECT_EQ(log_of(x_),
             "(T) Content of the file " + y_ + "\n" + logged + "End of the file " + y_ + "\n");
+  std::string traced;
+  for (auto const& line : trace_.lines(" line=")) traced += line.substr(7) + "\n";
+  EXPECT_EQ(traced, logged);
+}
+
+// What the parser cannot read as text cannot be redacted: its content is withheld.
+TEST_F(LoggerTest, AFileThatIsNotTextIsWithheldFromARedactedCopy) {
+  Logger const log(x_);
+  std::string const cases[][2] = {
+      {"\xFF\xFEp\0=\0h\0\n\0"s, "begins with a UTF-16 byte-order mark"},
+      {"\xFE\xFF\0p\0=\0h\n"s, "begins with a UTF-16 byte-order mark"},
+      {"\xFF\xFE\0\0p\0\0\0"s, "begins with a UTF-32 byte-order mark"},
+      {"password=hunter2\nx=1\0\n"s, "holds a NUL byte"}};
+  for (auto const& [content, reason] : cases) {
+    fs::remove(x_);
+    logger::append_file_redacted(fl::i18n::utf8_to_ustring(dir_.write("in", content)),
+                                 {"password"});
+    EXPECT_EQ(log_of(x_), "(T) Content of the file " + dir_.file("in") +
+                              "\nContent withheld: the file " + reason +
+                              ", so the values to redact cannot be found in it\nEnd of the file " +
+                              dir_.file("in") + "\n");
+  }
 }

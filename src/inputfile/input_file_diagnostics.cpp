@@ -104,6 +104,13 @@ class Reader {
     }
   }
 
+  // The file did not open, or a read failed part-way.
+  void unreadable(int error) {
+    add_at(0, Severity::error, "unreadable-file",
+           (line_ == 0 ? "the file cannot be read: " : "the file cannot be read to its end: ") +
+               fl::filesystem::failure_reason(error));
+  }
+
   InputFileReport finish() && {
     for (auto const& [line, entry] : overridden_)
       add_at(line, Severity::warning, "duplicate-key",
@@ -204,7 +211,9 @@ class Reader {
 InputFileReport checkInputFile(ustring const& fileName,
                                std::map<std::string, std::string> const& rules) {
   Reader reader(rules);
-  lines::read_lines(fileName, [&reader](std::string_view line) { reader.read_line(line); });
+  int const error =
+      lines::read_lines(fileName, [&reader](std::string_view line) { reader.read_line(line); });
+  if (error != 0) reader.unreadable(error);
   return std::move(reader).finish();
 }
 

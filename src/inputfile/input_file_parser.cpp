@@ -11,15 +11,16 @@ foundation::log::basic_diagnostic_logger<char> trace_channel("install::cpputil::
 
 namespace lines = install::cpputil::input_lines;
 
-// Hands each kept line of the file, trimmed, to `keep` in file order, tracing it first.
+// Hands each kept line of the file, trimmed, to `keep` in file order, tracing it first. A file
+// that cannot be read gives what was read of it, as an empty file would: no reason is kept.
 template <class Keep>
 void read_kept_lines(ustring const& fileName, Keep&& keep) {
-  lines::read_lines(fileName, [&keep](std::string_view line) {
+  static_cast<void>(lines::read_lines(fileName, [&keep](std::string_view line) {
     std::string_view const trimmed = lines::trim(line);
     if (!lines::is_content(trimmed)) return;
     FL_TRACE(trace_channel, foundation::log::info_level, " line=", trimmed);
     keep(trimmed);
-  });
+  }));
 }
 
 }  // namespace

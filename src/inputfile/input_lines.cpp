@@ -10,7 +10,7 @@ namespace install::cpputil::input_lines {
 namespace {
 
 // Whether `line` holds `key` directly followed by '.', found without building that text.
-bool holds_key_then_dot(std::string_view line, std::string_view key) {
+bool holds_key_then_dot(std::string_view line, std::string_view key) noexcept {
   for (auto at = line.find(key); at != std::string_view::npos; at = line.find(key, at + 1)) {
     if (at + key.size() < line.size() && line[at + key.size()] == '.') return true;
   }
@@ -65,6 +65,11 @@ std::string ascii_lower(std::string_view text) {
   return out;
 }
 
+bool is_list_line(std::string_view line) noexcept {
+  return std::any_of(list_keys.begin(), list_keys.end(),
+                     [line](auto key) { return holds_key_then_dot(line, key); });
+}
+
 bool is_content(std::string_view line) noexcept {
   if (!line.empty() && line.front() == '#') return false;
   return line.find_first_not_of(whitespace) != std::string_view::npos;
@@ -84,9 +89,7 @@ effect apply_line(PropertyMap& properties, std::string_view line, PropertyMap::i
     if (node != nullptr) *node = slot;
     return effect::set;
   }
-  bool const is_list_line = std::any_of(list_keys.begin(), list_keys.end(),
-                                        [line](auto key) { return holds_key_then_dot(line, key); });
-  if (!is_list_line) return effect::no_shape;
+  if (!is_list_line(line)) return effect::no_shape;
   auto const dot = line.find('.');
   auto const slot = properties.try_emplace(key_before(line, dot), std::vector<ustring>{}).first;
   if (node != nullptr) *node = slot;

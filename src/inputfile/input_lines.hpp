@@ -33,6 +33,9 @@ inline constexpr std::array<std::string_view, 2> list_keys{"product", "platform"
 /// False for "", for whitespace-only text and for text whose first byte is '#'.
 [[nodiscard]] bool is_content(std::string_view line) noexcept;
 
+/// Whether a line without '=' reads as a list line: it holds "product." or "platform.".
+[[nodiscard]] bool is_list_line(std::string_view line) noexcept;
+
 /// What a kept line did to the property map.
 enum class effect {
   set,                  ///< an assignment stored a single value (replacing any earlier one)
@@ -52,17 +55,21 @@ effect apply_line(PropertyMap& properties, std::string_view line,
 /// Replaces every '_' by a blank.
 void remove_underscores(ustring& text);
 
-/// Hands every physical line of the file, without its line feed, to `line` in file order.
-/// Throws std::runtime_error "input file does not exist!" for a missing file or an empty
-/// name; a file that does not open (not a regular file, no permission) gives no line.
+/// Hands every physical line of the file, without its line feed, to `line` in file order,
+/// opening it once. Throws std::runtime_error "input file does not exist!" for a missing file
+/// or an empty name. Returns 0, or the errno of the open or read that failed: a file that does
+/// not open (not a regular file, no permission) gives no line, a read that fails part-way the
+/// lines before it.
 template <class OnLine>
-void read_lines(ustring const& fileName, OnLine&& line) {
+[[nodiscard]] int read_lines(ustring const& fileName, OnLine&& line) {
   fl::filesystem::basic_path const path = fl::filesystem::make_path(fileName);
   if (!fl::filesystem::exists(path)) throw std::runtime_error("input file does not exist!");
   fl::filesystem::basic_ifstream<char> in(path, std::ios_base::in);
-  if (!in.is_open()) return;
+  if (!in.is_open()) return in.error();
   for (std::string text; std::getline(in, text);) line(std::string_view(text));
+  int const error = in.error();
   in.close();
+  return error;
 }
 
 }  // namespace install::cpputil::input_lines

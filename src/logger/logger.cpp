@@ -1,9 +1,13 @@
 #include "install/cpputil/logger.hpp"
 
+#include <memory>
 #include <mutex>
+#include <optional>
 #include <set>
 #include <stdexcept>
+#include <system_error>
 
+#include "errors/swallow.hpp"
 #include "fl/filesystem.hpp"
 #include "foundation/log/diagnostic_logger.hpp"
 #include "inputfile/input_lines.hpp"
@@ -24,6 +28,18 @@ install::platformutil::PlatformUtility platform_utility;
 std::mutex log_mutex;
 basic_path destination_file;
 basic_path last_destination_file;
+// Whether destination_file lies in a folder other users can write (guarded by log_mutex).
+bool destination_in_shared_folder = false;
+
+// How a file that other users could have planted is opened: never through a link, created
+// private, used only when it is the caller's own regular file with one link.
+constexpr fl::filesystem::open_options careful_open{.private_file = true, .create_mode = 0600};
+
+// The write failure handler, with its own lock: it is called after log_mutex is released.
+std::mutex handler_mutex;
+std::shared_ptr<WriteFailureHandler const> failure_handler;
+// Set while the handler runs on this thread: what it logs is not handed back to it.
+thread_local bool in_failure_handler = false;
 
 // Made once rather than for every entry (it is too long for the short-string buffer).
 std::string const entry_time_format = "%b %d, %Y %H:%M:%S";
@@ -54,15 +70,31 @@ void clear_destination() {
   destination_file = basic_path();
 }
 
-[[noreturn]] void fail_construction(std::string text) {
-  FL_TRACE(trace_channel, info_level, "set destination:", text);
-  throw std::runtime_error(text);
+// Throws std::runtime_error `text` with `reason`, the system's, as its nested exception.
+[[noreturn]] void throw_with_reason(std::string const& text, std::exception_ptr reason) {
+  try {
+    std::rethrow_exception(std::move(reason));
+  } catch (...) {
+    std::throw_with_nested(std::runtime_error(text));
+  }
 }
 
+std::exception_ptr system_reason(int error) {
+  return std::make_exception_ptr(std::system_error(error, std::generic_category()));
+}
+
+[[noreturn]] void fail_construction(std::string const& text, std::exception_ptr reason) {
+  FL_TRACE(trace_channel, info_level, "set destination:", text);
+  throw_with_reason(text, std::move(reason));
+}
+
+// A NUL is written as \0: the exception's text ends at a NUL byte, and would name another file.
 std::string quoted_utf8(ustring const& text) {
   std::string out = "\"";
   fl::i18n::append_utf8(out, text);
   out.push_back('"');
+  for (auto at = out.find('\0'); at != std::string::npos; at = out.find('\0', at))
+    out.replace(at, 1, "\\0");
   return out;
 }
 
@@ -82,21 +114,25 @@ Logger::Logger(basic_path const& requested) {
   FL_TRACE(trace_channel, info_level, "set destination", ofile);
 
   ustring const parent = fl::filesystem::detail::extract_parent_path(ofile.string());
+  basic_path const folder = fl::filesystem::make_path(parent);
   if (!parent.empty()) {
-    basic_path const folder = fl::filesystem::make_path(parent);
     try {
       if (!fl::filesystem::exists(folder)) fl::filesystem::create_directories(folder);
     } catch (...) {
+      std::exception_ptr const reason = std::current_exception();
       if (has_destination()) append_message(unable_to_create_folder_message + parent);
-      fail_construction("Install Logger: Cannot create directory " + quoted_utf8(parent));
+      fail_construction("Install Logger: Cannot create directory " + quoted_utf8(parent), reason);
     }
   }
 
   // Opening proves that the file can be created; it is closed again when the constructor ends.
-  fl::filesystem::basic_ofstream<char> probe(ofile, std::ios::out | std::ios::app);
+  bool const shared = fl::filesystem::others_can_write(folder);
+  fl::filesystem::basic_ofstream<char> probe(
+      ofile, std::ios::out | std::ios::app, shared ? careful_open : fl::filesystem::open_options{});
   if (!probe.is_open()) {
     if (has_destination()) append_message(unable_to_create_file_message + ofile.string());
-    fail_construction("Install Logger: Cannot open file " + quoted_utf8(ofile.string()));
+    fail_construction("Install Logger: Cannot open file " + quoted_utf8(ofile.string()),
+                      system_reason(probe.error()));
   }
 
   basic_path const old = copy_destination();
@@ -109,6 +145,7 @@ Logger::Logger(basic_path const& requested) {
 
   std::lock_guard lock(log_mutex);
   destination_file = ofile;
+  destination_in_shared_folder = shared;
   FL_TRACE(trace_channel, info_level, " destination_file.string()=", destination_file);
 }
 
@@ -116,13 +153,10 @@ Logger::Logger(ustring const& ofile) : Logger(fl::filesystem::make_path(ofile)) 
 
 Logger::Logger(std::string const& ofile) : Logger(fl::i18n::utf8_to_ustring(ofile)) {}
 
-// The one place this unit swallows exceptions: a destructor reports nothing. Only a trace
-// sink that throws, or an allocation failure while a trace line is composed, gets here.
+// A destructor reports nothing. Only a trace sink that throws, or an allocation failure
+// while a trace line is composed, gets here.
 Logger::~Logger() {
-  try {
-    clear_destination();
-  } catch (...) {
-  }
+  cpputil::detail::swallow([] { clear_destination(); }, [](char const*) {});
 }
 
 basic_path const& get_destination() {
@@ -142,16 +176,52 @@ void forget_last_destination() {
 
 }  // namespace detail
 
-void append_message(ustring const& message) {
-  FL_TRACE(trace_channel, info_level, " msg=", message);
-  if (message.empty()) return;
+WriteFailureHandler set_write_failure_handler(WriteFailureHandler handler) {
+  auto replacement =
+      handler ? std::make_shared<WriteFailureHandler const>(std::move(handler)) : nullptr;
+  std::lock_guard lock(handler_mutex);
+  std::swap(failure_handler, replacement);
+  return replacement ? *replacement : WriteFailureHandler();
+}
 
+namespace {
+
+// Traces why an entry was dropped, after the line that says it was.
+void trace_reason(WriteFailure const& failure) {
+  FL_TRACE(trace_channel, info_level,
+           "failed entry: ", fl::filesystem::failure_reason(failure.error), " (errno ",
+           failure.error, "), ", failure.written, " of ", failure.size, " bytes written to ",
+           failure.file);
+}
+
+// Hands a dropped entry to the handler, if one is set and this thread is not running it.
+void report(WriteFailure const& failure) {
+  if (in_failure_handler) return;
+  std::shared_ptr<WriteFailureHandler const> handler;
+  {
+    std::lock_guard lock(handler_mutex);
+    handler = failure_handler;
+  }
+  if (!handler) return;
+  in_failure_handler = true;
+  struct Reset {
+    ~Reset() { in_failure_handler = false; }
+  } const reset;
+  cpputil::detail::swallow([&] { (*handler)(failure); },
+                           [](char const* what) {
+                             FL_TRACE(trace_channel, info_level,
+                                      "write failure handler threw: ", what);
+                           });
+}
+
+// Writes one entry under log_mutex; what went wrong, if anything.
+std::optional<WriteFailure> write_entry(ustring const& message) {
   std::unique_lock lock(log_mutex);
   // "(" time ") " message, built in UTF-8 directly: the time text is ASCII, so this is the
   // same text as composing in UTF-16 and converting once.
   std::string const time = platform_utility.getPlatformCurrentTime(entry_time_format);
   std::string entry;
-  entry.reserve(time.size() + message.size() + 4);  // exact for ASCII; "\n" included
+  entry.reserve(time.size() + message.size() + 5);  // exact for ASCII; both line feeds included
   entry += '(';
   entry += time;
   entry += ") ";
@@ -161,26 +231,44 @@ void append_message(ustring const& message) {
   bool const to_default = destination_file.empty();
   basic_path const default_file = to_default ? default_log_file() : basic_path();
   basic_path const& file = to_default ? default_file : destination_file;
-  // The default file sits in a folder other users may share: never follow a planted link.
-  fl::filesystem::open_options const options =
-      to_default ? fl::filesystem::open_options{.private_file = true, .create_mode = 0600}
-                 : fl::filesystem::open_options{};
-  fl::filesystem::basic_ofstream<char> stream(file, std::ios::out | std::ios::app, options);
+  // The default file sits in a folder other users share; so may a destination.
+  bool const careful = to_default || destination_in_shared_folder;
+  fl::filesystem::basic_ofstream<char> stream(
+      file, std::ios::in | std::ios::out | std::ios::app,
+      careful ? careful_open : fl::filesystem::open_options{});
   if (!stream.is_open()) {
     FL_TRACE(trace_channel, info_level, "failed to open destination_file for u8msg ", entry);
-    return;
+    WriteFailure failure{file, WriteFailure::Step::open, stream.error(), 0, entry.size() + 1};
+    trace_reason(failure);
+    return failure;
   }
+  // A file that does not end a line holds what a killed or failed writer left: the entry
+  // starts on a line of its own rather than glued onto that fragment.
+  bool const apart = stream.last_byte().value_or('\n') != '\n';
+  if (apart) stream.put('\n');
   entry.push_back('\n');
   stream << entry;
   stream.flush();  // one write(2) for the whole entry
   stream.close();
-  // The entry is in the file and the file closed: the stream and the texts are released
-  // after the lock, which other writers are waiting for.
-  lock.unlock();
-  if (stream.fail()) {
-    entry.pop_back();
-    FL_TRACE(trace_channel, info_level, "failed to write destination_file for u8msg ", entry);
+  if (!stream.fail()) {
+    // The stream and the texts are released after the lock, which other writers wait for.
+    lock.unlock();
+    return std::nullopt;
   }
+  std::size_t const written = stream.written() > (apart ? 1U : 0U) ? stream.written() - apart : 0;
+  WriteFailure failure{file, WriteFailure::Step::write, stream.error(), written, entry.size()};
+  entry.pop_back();
+  FL_TRACE(trace_channel, info_level, "failed to write destination_file for u8msg ", entry);
+  trace_reason(failure);
+  return failure;
+}
+
+}  // namespace
+
+void append_message(ustring const& message) {
+  FL_TRACE(trace_channel, info_level, " msg=", message);
+  if (message.empty()) return;
+  if (std::optional<WriteFailure> const failure = write_entry(message)) report(*failure);
 }
 
 void append_message(std::string const& message) {
@@ -190,6 +278,8 @@ void append_message(std::string const& message) {
 namespace {
 
 // append_file's work: the checks, then the framed entry with each line as `copy` gives it.
+// `copy` appends a line to the entry, or returns why the whole content must be withheld.
+// The lines are traced as they stand in the entry, once it is complete.
 template <class Copy>
 void append_framed(ustring const& file, Copy&& copy) {
   if (!has_destination()) {
@@ -204,34 +294,66 @@ void append_framed(ustring const& file, Copy&& copy) {
 
   std::string const name = fl::i18n::ustring_to_utf8(file);
   std::string entry = "Content of the file " + name + "\n";
+  std::size_t const body = entry.size();
   fl::filesystem::basic_ifstream<char> input(path);
-  if (!input.is_open()) throw std::runtime_error("append_file: Cannot open file.");
+  if (!input.is_open())
+    throw_with_reason("append_file: Cannot open file.", system_reason(input.error()));
   std::string line;
-  while (std::getline(input, line)) {
-    copy(entry, line);
+  for (bool first = true; std::getline(input, line); first = false) {
+    if (char const* const withheld = copy(entry, line, first)) {
+      entry.resize(body);
+      entry += withheld;
+      entry.push_back('\n');
+      break;
+    }
     entry.push_back('\n');
-    FL_TRACE(trace_channel, info_level, " line=", line);
   }
   input.close();
+  if (trace_channel.is_enabled(info_level)) {
+    std::string_view lines = std::string_view(entry).substr(body);
+    for (auto end = lines.find('\n'); end != std::string_view::npos; end = lines.find('\n')) {
+      FL_TRACE(trace_channel, info_level, " line=", lines.substr(0, end));
+      lines.remove_prefix(end + 1);
+    }
+  }
   entry += "End of the file ";
   entry += name;
   append_message(fl::i18n::utf8_to_ustring(entry));
 }
 
-// `line` with the value of an assignment to one of `keys` replaced: everything but the
-// trimmed value after the run of '=' stays, a trailing CR included. A byte-order mark before
-// a key does not hide it.
+// Why a redacted copy withholds a file it cannot read as the parser reads text (its keys
+// would go unseen, and their secrets into the log), or nullptr.
+char const* unreadable_as_text(std::string_view line, bool first) {
+  using namespace std::string_view_literals;
+  if (first && (line.starts_with("\xFF\xFE\0\0"sv) || line.starts_with("\0\0\xFE\xFF"sv)))
+    return "Content withheld: the file begins with a UTF-32 byte-order mark, so the values to "
+           "redact cannot be found in it";
+  if (first && (line.starts_with("\xFF\xFE"sv) || line.starts_with("\xFE\xFF"sv)))
+    return "Content withheld: the file begins with a UTF-16 byte-order mark, so the values to "
+           "redact cannot be found in it";
+  if (line.find('\0') != std::string_view::npos)
+    return "Content withheld: the file holds a NUL byte, so the values to redact cannot be "
+           "found in it";
+  return nullptr;
+}
+
+// `line` with the value of an assignment, or the entry of a list line, of one of `keys`
+// replaced: everything but the trimmed value after the run of '=' or '.' stays, a trailing CR
+// included. A byte-order mark before a key does not hide it.
 void copy_redacted(std::string& entry, std::string_view line, std::set<std::string> const& keys) {
   namespace lines = input_lines;
   auto const eq = line.find('=');
-  std::string_view key = eq == std::string_view::npos ? "" : lines::trim(line.substr(0, eq));
+  auto const separator =
+      eq != std::string_view::npos || !lines::is_list_line(line) ? eq : line.find('.');
+  std::string_view key =
+      separator == std::string_view::npos ? "" : lines::trim(line.substr(0, separator));
   if (key.starts_with("\xEF\xBB\xBF")) key.remove_prefix(3);
-  if (key.empty() || !lines::is_content(lines::trim(line)) ||
+  if (separator == std::string_view::npos || !lines::is_content(lines::trim(line)) ||
       !keys.contains(lines::ascii_lower(key))) {
     entry += line;
     return;
   }
-  std::string_view const value = lines::value_text(line, eq);
+  std::string_view const value = lines::value_text(line, separator);
   std::size_t const end = lines::rtrim(line).size();
   std::size_t const start =
       value.empty() ? end : static_cast<std::size_t>(value.data() - line.data());
@@ -243,18 +365,22 @@ void copy_redacted(std::string& entry, std::string_view line, std::set<std::stri
 }  // namespace
 
 void append_file(ustring const& file) {
-  append_framed(file, [](std::string& entry, std::string const& line) { entry += line; });
+  append_framed(file, [](std::string& entry, std::string const& line, bool) -> char const* {
+    entry += line;
+    return nullptr;
+  });
 }
 
 void append_file_redacted(ustring const& file, std::vector<std::string> const& keys) {
   std::set<std::string> wanted;
   for (std::string const& key : keys)
     wanted.insert(input_lines::ascii_lower(input_lines::trim(key)));
-  append_framed(file, [&wanted](std::string& entry, std::string const& line) {
+  append_framed(file, [&wanted](std::string& entry, std::string const& line, bool first) {
+    if (char const* const withheld = unreadable_as_text(line, first)) return withheld;
     copy_redacted(entry, line, wanted);
+    return static_cast<char const*>(nullptr);
   });
 }
-
 void append_file(std::string const& file) {
   append_file(fl::i18n::utf8_to_ustring(file));
 }

@@ -37,12 +37,14 @@ struct InputFileReport {
 
 /// Reads `fileName` exactly as InputFileParser::parse does and reports, beside the same map,
 /// every line the parser ignores or reads surprisingly: ignored-line, empty-key,
-/// list-key-assignment, list-line-ignored and duplicate-key, byte-order-mark, invalid-utf8 and
-/// comment-in-value. With `rules` (as validate_args takes them; empty means none) it also
-/// reports rule-failed for every single value that fails, unknown-key, unknown-rule and
-/// missing-key. Writes nothing to the installation log and traces nothing. Throws
+/// list-key-assignment, list-line-ignored and duplicate-key, byte-order-mark, invalid-utf8,
+/// comment-in-value and unreadable-file. With `rules` (as validate_args takes them; empty means
+/// none) it also reports rule-failed for every single value that fails, unknown-key, unknown-rule
+/// and missing-key. Writes nothing to the installation log and traces nothing. Throws
 /// std::runtime_error "input file does not exist!" for a missing file or an empty name, as
-/// parse does; a file that cannot be opened gives an empty report.
+/// parse does. A file that cannot be opened (not a regular file, no permission), or whose
+/// read fails part-way, gives an unreadable-file error on line 0 with the system's reason,
+/// beside the map parse returns for it (empty, or what was read before the failure).
 [[nodiscard]] QX_CPPUTIL_API InputFileReport
 checkInputFile(ustring const& fileName, std::map<std::string, std::string> const& rules = {});
 

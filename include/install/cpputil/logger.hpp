@@ -1,5 +1,7 @@
 #pragma once
 
+#include <cstddef>
+#include <functional>
 #include <string>
 #include <vector>
 
@@ -22,12 +24,21 @@ ustring const reset_destination_message = u"Reset destination file log ";
 
 /// Points the process's installation log at a file for the object's lifetime. The
 /// destination belongs to the process: destroying any Logger clears it, nested ones too.
+///
+/// A destination is a regular file or a character device (/dev/null, a terminal); a FIFO, a
+/// socket or a folder cannot be one, so that no entry ever waits without end. When other users
+/// may write the destination's folder (a group- or world-writable folder such as /tmp, or one
+/// owned by another user), the file must also be a regular file owned by the caller with one
+/// link, is never reached through a symbolic link, and is created with mode 0600, as the
+/// per-user default log file always is: no other user can point the log at a file of the
+/// caller's. In a folder that only the caller (or root) can write, links are followed.
 class QX_CPPUTIL_API Logger {
  public:
   /// Creates missing parent folders, opens `ofile` in append mode (never truncating) and makes
   /// it the destination, after writing a switch-over line into the previous one.
   /// Throws std::runtime_error ("Install Logger: Cannot create directory \"...\"" or
-  /// "Install Logger: Cannot open file \"...\"") and then changes no state.
+  /// "Install Logger: Cannot open file \"...\"") and then changes no state; the system's
+  /// reason rides along as a nested exception (std::rethrow_if_nested gives it).
   explicit Logger(fl::filesystem::basic_path const& ofile);
   /// As the path form; an empty text gives the empty path, which cannot be opened.
   explicit Logger(ustring const& ofile);
@@ -43,10 +54,44 @@ class QX_CPPUTIL_API Logger {
 /// The live current destination; empty while no Logger is set. Copy it if you keep it.
 [[nodiscard]] QX_CPPUTIL_API fl::filesystem::basic_path const& get_destination();
 
+/// An entry that did not reach the log whole.
+struct WriteFailure {
+  /// What failed.
+  enum class Step {
+    open,   ///< the file did not open: nothing of the entry reached it
+    write,  ///< writing the entry failed part-way or at its start
+  };
+  /// The file the entry was meant for: the destination, or the per-user default log file.
+  fl::filesystem::basic_path file;
+  /// Whether opening or writing failed.
+  Step step = Step::open;
+  /// The system's reason, an errno value (ENOSPC, EFBIG, EACCES, ...).
+  int error = 0;
+  /// How many bytes of the entry, its line feed included, reached the file. What a failed
+  /// write left stands on a line of its own: the next entry starts on a new line.
+  std::size_t written = 0;
+  /// The size of the whole entry in bytes, its line feed included.
+  std::size_t size = 0;
+
+  friend bool operator==(WriteFailure const&, WriteFailure const&) = default;
+};
+
+/// Receives every entry that did not reach the log whole.
+using WriteFailureHandler = std::function<void(WriteFailure const&)>;
+
+/// Makes `handler` the process's handler of entries that are not written whole and returns
+/// the one it replaces (an empty function when there was none; an empty `handler` removes it).
+/// The handler runs on the thread that wrote the entry, once the log's lock is released, so it
+/// may log: an entry that fails while the handler runs on that thread is traced but not handed
+/// to the handler again. What it throws is caught and traced. Safe from any thread.
+QX_CPPUTIL_API WriteFailureHandler set_write_failure_handler(WriteFailureHandler handler);
+
 /// Appends "(" + time + ") " + message + "\n" to the destination, or to the per-user default
 /// file "quillford_<user>.log" in the temporary folder while none is set. An empty message
-/// writes nothing. Never throws for file problems: an entry that cannot be written is dropped
-/// and traced.
+/// writes nothing. When the file does not end in a line feed (a fragment that a killed or
+/// failed writer left), the entry starts with one, so no entry is ever glued onto another.
+/// Never throws for file problems: an entry that cannot be written whole is dropped, traced
+/// and handed to the write failure handler.
 QX_CPPUTIL_API void append_message(ustring const& message);
 /// As the ustring form, for a UTF-8 message (ill-formed bytes become U+FFFD).
 QX_CPPUTIL_API void append_message(std::string const& message);
@@ -54,18 +99,22 @@ QX_CPPUTIL_API void append_message(std::string const& message);
 /// Appends the whole text file as one entry between "Content of the file <path>" and
 /// "End of the file <path>". Throws std::runtime_error: "Logger destination was not
 /// initialized." without a destination, "The file does not exist." for a missing file,
-/// "append_file: Cannot open file." for one that cannot be read.
+/// "append_file: Cannot open file." for one that cannot be read (not a regular file, no
+/// permission), with the system's reason as a nested exception.
 QX_CPPUTIL_API void append_file(ustring const& file);
 /// As the ustring form, for a UTF-8 path text.
 QX_CPPUTIL_API void append_file(std::string const& file);
 /// As the ustring form, for a path value.
 QX_CPPUTIL_API void append_file(fl::filesystem::basic_path const& file);
 
-/// As append_file, for an installer input file that holds secrets: each assignment whose key,
-/// trimmed and lower-cased in ASCII as the input file parser reads keys, is one of `keys`
-/// (compared the same way) has its value written as "********", empty values included. List
-/// lines, comments and all other lines are copied unchanged, and so are CR LF line ends. Throws
-/// as append_file does.
+/// As append_file, for an installer input file that holds secrets: each assignment or list
+/// line whose key, trimmed and lower-cased in ASCII as the input file parser reads keys, is
+/// one of `keys` (compared the same way) has its value or entry written as "********", empty
+/// ones included. Comments and all other lines are copied unchanged, and so are CR LF line
+/// ends; traced lines are the redacted ones. It fails closed: a file that holds a NUL byte or
+/// begins with a UTF-16 or UTF-32 byte-order mark cannot be read as the parser reads text, so
+/// its content is withheld and one line between the frame lines says why. Throws as
+/// append_file does.
 QX_CPPUTIL_API void append_file_redacted(ustring const& file, std::vector<std::string> const& keys);
 
 namespace detail {
