@@ -76,9 +76,39 @@ check_hostile() {
   expect 2 'write error: No space left on device' sh -c '"$0" parse in.txt >/dev/full' "$qx"
   expect 2 'write error: Bad file descriptor' sh -c '"$0" parse in.txt >&-' "$qx"
   ln -s in.txt "$TMPDIR/quillford_$(id -un).log" # a planted default log is refused
-  expect 1 'the entry was dropped: failed to open destination_file' "$qx" log planted
+  expect 1 'the entry was dropped: Too many levels of symbolic links' "$qx" log planted
   seq 0 79999 | awk '{ print "k" $1 "=v" $1 }' >keys.txt
   expect 0 '' "$qx" parse --json keys.txt # took 18 s while each key was searched for
+  check_log_faults
+  check_opened_once
+}
+check_log_faults() { # the log under a size limit, on a full disk, into a FIFO nobody reads
+  local entry && entry=$(printf 'S%.0s' {1..200}) && printf '%4000s\n' '' >big.log
+  expect 1 'the entry was dropped: File too large' sh -c 'ulimit -f 4 && exec "$0" log --to big.log "$1"' "$qx" "$entry"
+  [[ $(wc -c <big.log) == 4001 ]] || fail "an entry past the file-size limit left $(($(wc -c <big.log) - 4001)) bytes"
+  mkdir small
+  if unshare -m true 2>/dev/null; then
+    expect 1 'the entry was dropped: No space left on device' unshare -m sh -c \
+      'mount -t tmpfs -o size=64k tmpfs small && head -c 70000 /dev/zero >small/fill; exec "$0" log --to small/l.log "$1"' "$qx" "$entry"
+  else
+    echo "note: the full disk is not tried: no mount namespace may be made here"
+  fi
+  mkfifo pipe.log
+  sleep 30 3<>pipe.log &
+  expect 2 'Cannot open file "pipe.log" (it is not a regular file)' "$qx" log --to pipe.log "$(head -c 100000 /dev/zero | tr '\0' m)"
+  kill $!
+}
+check_opened_once() { # the file changes kind under parse's feet: it is never read as empty
+  local runs=300 wrong=0 out
+  [[ -z ${QX_EMULATOR:-} ]] || runs=40
+  printf 'a=1\n' >regular && mkfifo kind-fifo
+  (while :; do ln -f regular r && mv -f r race.txt && ln -f kind-fifo f && mv -f f race.txt; done) &
+  local swapper=$!
+  for ((i = 0; i < runs; i++)); do
+    out=$("$qx" parse race.txt 2>/dev/null) && [[ $out != a=1 ]] && wrong=$((wrong + 1))
+  done
+  kill "$swapper"
+  ((wrong == 0)) || fail "parse exited 0 without the map in $wrong of $runs runs"
 }
 
 cp -R "$(dirname "$table")/cli/$group/." . 2>/dev/null # the group's files, if it has any

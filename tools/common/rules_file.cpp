@@ -8,7 +8,8 @@ namespace qx::tools {
 std::map<std::string, std::string> read_rules_file(std::string const& path) {
   fl::filesystem::basic_ifstream<char> in(
       fl::filesystem::make_path(fl::i18n::utf8_to_ustring(path)));
-  if (!in.is_open()) throw RulesFileError(path + ": cannot be read");
+  if (!in.is_open())
+    throw RulesFileError(path + ": cannot be read: " + fl::filesystem::failure_reason(in.error()));
   install::cpputil::InputFileParser const text;
   std::map<std::string, std::string> rules;
   std::string line;
@@ -25,6 +26,9 @@ std::map<std::string, std::string> read_rules_file(std::string const& path) {
     }
     rules[key] = text.trim(line.substr(equals + 1));
   }
+  if (in.error() != 0)
+    throw RulesFileError(
+        path + ": cannot be read to its end: " + fl::filesystem::failure_reason(in.error()));
   return rules;
 }
 

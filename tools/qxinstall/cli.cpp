@@ -1,10 +1,9 @@
 #include "cli.hpp"
 
-#include <sys/stat.h>
-#include <unistd.h>
-#include <cerrno>
 #include <system_error>
 #include <utility>
+
+#include "fl/filesystem.hpp"
 
 namespace qx::cli {
 
@@ -16,35 +15,35 @@ std::string const& utf8_name(std::string const& path) {
   return path;
 }
 
-// Checked without opening, so that the library opens the file once: a FIFO or a device is
-// refused here rather than read (or waited for) there, and the library would read a folder
-// or an unreadable file as an empty one.
-void require_regular_file(std::string const& path) {
-  struct stat st {};
-  if (::stat(utf8_name(path).c_str(), &st) != 0) {
-    int const error = errno;
-    throw CommandError(path + ": " +
-                           (error == ENOENT ? std::string("no such file")
-                                            : std::generic_category().message(error)),
-                       exit_usage);
-  }
-  if (!S_ISREG(st.st_mode)) throw CommandError(path + ": is not a regular file", exit_usage);
-  if (::access(path.c_str(), R_OK) != 0)
-    throw CommandError(path + ": cannot be read: " + std::generic_category().message(errno),
-                       exit_usage);
-}
-
 std::string in_quotes(std::string_view text) {
   return "\"" + std::string(text) + "\"";
 }
 
-install::cpputil::PropertyMap parse_input_file(std::string const& path) {
-  require_regular_file(path);
+std::string text_of(std::exception const& error) {
+  std::string text = error.what();
   try {
-    return install::cpputil::InputFileParser().parse(fl::i18n::utf8_to_ustring(path));
-  } catch (std::runtime_error const& error) {
-    throw CommandError(path + ": " + error.what(), exit_usage);
+    std::rethrow_if_nested(error);
+  } catch (std::system_error const& reason) {
+    text += " (" + fl::filesystem::failure_reason(reason.code().value()) + ")";
+  } catch (std::exception const& reason) {
+    text += " (" + std::string(reason.what()) + ")";
   }
+  return text;
+}
+
+install::cpputil::InputFileReport check_input_file(
+    std::string const& path, std::map<std::string, std::string> const& rules) {
+  install::cpputil::InputFileReport report;
+  try {
+    report = install::cpputil::checkInputFile(fl::i18n::utf8_to_ustring(utf8_name(path)), rules);
+  } catch (std::exception const& error) {
+    throw CommandError(path + ": " + text_of(error), exit_usage);
+  }
+  for (auto const& found : report.diagnostics) {
+    if (found.code == "unreadable-file")
+      throw CommandError(path + ": " + found.message, exit_usage);
+  }
+  return report;
 }
 
 std::optional<install::cpputil::logger::Logger> open_log(std::string const& path) {
@@ -53,7 +52,7 @@ std::optional<install::cpputil::logger::Logger> open_log(std::string const& path
   try {
     return std::optional<install::cpputil::logger::Logger>(std::in_place, path);
   } catch (std::runtime_error const& error) {
-    throw CommandError(error.what(), exit_usage);
+    throw CommandError(text_of(error), exit_usage);
   }
 }
 

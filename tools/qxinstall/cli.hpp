@@ -3,14 +3,16 @@
 // What every qxinstall subcommand shares: exit codes, the error that ends a command, the
 // registration entry, and the helpers that open the user's files.
 
+#include <exception>
 #include <functional>
+#include <map>
 #include <optional>
 #include <stdexcept>
 #include <string>
 #include <string_view>
 #include <vector>
 
-#include "install/cpputil/input_file_parser.hpp"
+#include "install/cpputil/input_file_diagnostics.hpp"
 #include "install/cpputil/logger.hpp"
 
 namespace CLI {
@@ -61,17 +63,17 @@ struct Command {
 /// replacing the bad bytes by U+FFFD could name another file.
 std::string const& utf8_name(std::string const& path);
 
-/// Throws CommandError (exit 2) naming `path` unless it is a regular file this process can
-/// read, with the system's reason ("File name too long") when it cannot be looked up. Opens
-/// nothing.
-void require_regular_file(std::string const& path);
+/// `error`'s text, then the system's reason in parentheses when the library nested one in it.
+[[nodiscard]] std::string text_of(std::exception const& error);
 
-/// The property map of the input file `path`; CommandError (exit 2) for a file that is
-/// missing or cannot be read.
-[[nodiscard]] install::cpputil::PropertyMap parse_input_file(std::string const& path);
+/// The report of the input file `path`, opened once by the library; CommandError (exit 2)
+/// naming the file, with the system's reason, when it is missing or cannot be read (a folder,
+/// a FIFO, no permission). `rules` as checkInputFile takes them.
+[[nodiscard]] install::cpputil::InputFileReport check_input_file(
+    std::string const& path, std::map<std::string, std::string> const& rules = {});
 
 /// Points the installation log at `path` for the command's lifetime when a path is given;
-/// CommandError (exit 2) when the Logger cannot be made.
+/// CommandError (exit 2) with the library's text and reason when the Logger cannot be made.
 [[nodiscard]] std::optional<install::cpputil::logger::Logger> open_log(std::string const& path);
 
 }  // namespace qx::cli

@@ -28,7 +28,7 @@ Handler setup_parse(CLI::App& app) {
   app.add_flag("--json", options->json, "print a JSON object instead of key=value lines");
   app.footer("Single values print as key=value, list entries as key[]=entry, in map order.");
   return [options] {
-    auto const map = parse_input_file(options->file);
+    auto const map = check_input_file(options->file).properties;
     options->json ? tools::write_json(std::cout, map) : tools::write_text(std::cout, map);
     return exit_ok;
   };
@@ -37,7 +37,6 @@ Handler setup_parse(CLI::App& app) {
 // The rules of `path`, or none for an empty path; CommandError (exit 2) when they cannot be read.
 std::map<std::string, std::string> read_rules(std::string const& path) {
   if (path.empty()) return {};
-  require_regular_file(path);
   try {
     return tools::read_rules_file(path);
   } catch (tools::RulesFileError const& error) {
@@ -90,14 +89,7 @@ Handler setup_check(CLI::App& app) {
       "Rules: strval:a,b,... (one of the values), boolval, intval, rfile (a non-empty file).\n"
       "Exits 1 when there are errors (with --strict, warnings too), 0 otherwise.");
   return [options] {
-    auto const rules = read_rules(options->rules);
-    require_regular_file(options->file);
-    install::cpputil::InputFileReport report;
-    try {
-      report = install::cpputil::checkInputFile(fl::i18n::utf8_to_ustring(options->file), rules);
-    } catch (std::runtime_error const& error) {
-      throw CommandError(options->file + ": " + error.what(), exit_usage);
-    }
+    auto const report = check_input_file(options->file, read_rules(options->rules));
     options->json ? print_json(report) : print_text(options->file, report);
     bool const failed = std::any_of(
         report.diagnostics.begin(), report.diagnostics.end(), [&options](auto const& found) {
