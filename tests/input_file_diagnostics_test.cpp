@@ -7,8 +7,8 @@ using namespace install::cpputil;
 std::string render(std::vector<InputFileDiagnostic> const& found) {
   std::string out;
   for (auto const& d : found)
-    out += (out.empty() ? "" : "|") + std::to_string(d.line) + " " + toString(d.severity) + " " +
-           d.code + ": " + d.message;
+    out += (out.empty() ? "" : "|") + std::to_string(d.line) + ":" + std::to_string(d.column) +
+           " " + toString(d.severity) + " " + d.code + ": " + d.message;
   return out;
 }
 
