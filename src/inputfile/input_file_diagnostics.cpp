@@ -57,7 +57,9 @@ std::string did_you_mean(std::string_view found) {
 // The offset of the first byte of `text` that is not part of well-formed UTF-8, or npos.
 std::size_t first_invalid_utf8(std::string_view text) {
   using utf = boost::locale::utf::utf_traits<char>;
-  for (auto it = text.begin(); it != text.end();) {
+  auto it = std::find_if(text.begin(), text.end(),
+                         [](char c) { return static_cast<unsigned char>(c) >= 0x80; });
+  while (it != text.end()) {
     auto const at = it;
     auto const decoded = utf::decode(it, text.end());
     if (decoded == boost::locale::utf::illegal || decoded == boost::locale::utf::incomplete)

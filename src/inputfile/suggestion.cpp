@@ -2,6 +2,7 @@
 
 #include <algorithm>
 #include <bit>
+#include <tuple>
 #include <utility>
 
 #include <boost/container/small_vector.hpp>
@@ -36,11 +37,14 @@ std::size_t bounded_distance(std::string_view a, std::string_view b, std::size_t
   if ((a.size() > b.size() ? a.size() - b.size() : b.size() - a.size()) > bound) return over;
   // Row i holds the cells j = i - bound .. i + bound at j - i + bound + 1; the cell on either
   // side of that band stays `over`, as every cell outside it is.
-  using Row = boost::container::small_vector<std::size_t, 8>;
-  Row before(2 * bound + 3, over), previous(before), current(before);
+  std::size_t const width = 2 * bound + 3;
+  boost::container::small_vector<std::size_t, 24> cells(3 * width, over);
+  std::size_t* before = cells.data();  // rows i - 2, i - 1 and i, rotated as i grows
+  std::size_t* previous = before + width;
+  std::size_t* current = previous + width;
   for (std::size_t j = 0; j <= std::min(bound, b.size()); ++j) previous[j + bound + 1] = j;
   for (std::size_t i = 1; i <= a.size(); ++i) {
-    std::fill(current.begin(), current.end(), over);
+    std::fill(current, current + width, over);
     std::size_t lowest = over;
     for (std::size_t j = i > bound ? i - bound : 0; j <= std::min(b.size(), i + bound); ++j) {
       std::size_t const at = j + bound + 1 - i;
@@ -57,8 +61,7 @@ std::size_t bounded_distance(std::string_view a, std::string_view b, std::size_t
     // No later row can be lower than this one's lowest cell (a swap reaches back two rows,
     // but costs one more than the diagonal step it replaces).
     if (lowest > bound) return over;
-    std::swap(before, previous);
-    std::swap(previous, current);
+    std::tie(before, previous, current) = std::tuple(previous, current, before);
   }
   return previous[b.size() + bound + 1 - a.size()];
 }
