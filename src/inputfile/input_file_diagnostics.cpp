@@ -3,7 +3,6 @@
 #include <algorithm>
 #include <array>
 #include <cstdio>
-#include <ranges>
 #include <string_view>
 #include <utility>
 
@@ -360,8 +359,10 @@ class Reader {
     std::string hint;
     if (kind == "strval") {
       std::vector<std::string_view> allowed;
-      for (auto const piece : std::views::split(parameter_view, ','))
-        allowed.emplace_back(piece.begin(), piece.end());
+      for (std::size_t start = 0, comma = 0; comma != npos; start = comma + 1) {
+        comma = parameter_view.find(',', start);
+        allowed.push_back(parameter_view.substr(start, comma - start));
+      }
       hint = did_you_mean(suggestion::Candidates(std::move(allowed)).nearest(value));
     } else if (kind == "boolval") {
       hint = "; boolval accepts true, false, yes or no, in any case";
