@@ -14,12 +14,12 @@ std::map<std::string, std::string> read_rules_file(std::string const& path) {
   std::map<std::string, std::string> rules;
   std::string line;
   for (int number = 1; std::getline(in, line); ++number) {
+    if (number == 1 && line.starts_with("\xEF\xBB\xBF")) line.erase(0, 3);  // a UTF-8 mark
     line = text.trim(line);
     if (!shouldAppend(line)) continue;
     auto const equals = line.find('=');
-    std::string const key = equals == std::string::npos
-                                ? std::string()
-                                : text.stringToLowerCase(text.trim(line.substr(0, equals)));
+    std::string const key =
+        equals == std::string::npos ? std::string() : text.trim(line.substr(0, equals));
     if (key.empty()) {
       throw RulesFileError(path + ":" + std::to_string(number) + ": expected key=rule, found \"" +
                            line + "\"");

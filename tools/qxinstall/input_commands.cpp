@@ -48,8 +48,9 @@ void print_text(std::string const& file, install::cpputil::InputFileReport const
   int counts[3] = {};
   for (auto const& found : report.diagnostics) {
     ++counts[static_cast<int>(found.severity)];
-    std::cout << file << ':' << found.line << ": " << install::cpputil::toString(found.severity)
-              << ": " << found.message << " [" << found.code << "]\n";
+    std::cout << file << ':' << found.line << ':' << found.column << ": "
+              << install::cpputil::toString(found.severity) << ": " << found.message << " ["
+              << found.code << "]\n";
   }
   auto const counted = [&counts](DiagnosticSeverity severity, std::string const& word) {
     int const n = counts[static_cast<int>(severity)];
@@ -64,6 +65,7 @@ void print_json(install::cpputil::InputFileReport const& report) {
   auto diagnostics = nlohmann::ordered_json::array();
   for (auto const& found : report.diagnostics)
     diagnostics.push_back({{"line", found.line},
+                           {"column", found.column},
                            {"severity", install::cpputil::toString(found.severity)},
                            {"code", found.code},
                            {"message", found.message}});
@@ -81,11 +83,13 @@ Handler setup_check(CLI::App& app) {
   auto options = std::make_shared<Options>();
   app.add_option("FILE", options->file, "installer input file")->required();
   app.add_option("--rules", options->rules, "file of key=rule lines")->type_name("RULES");
-  app.add_flag("--json", options->json, "print one JSON array of {line, severity, code, message}");
+  app.add_flag("--json", options->json,
+               "print one JSON array of {line, column, severity, code, message}");
   app.add_flag("--strict", options->strict, "count warnings as errors");
   app.footer(
       "Prints every line the parser ignores or reads surprisingly, and with --rules every value\n"
-      "that fails its rule, as FILE:LINE: severity: message [code], then a summary.\n"
+      "that fails its rule, as FILE:LINE:COLUMN: severity: message [code], then a summary\n"
+      "(LINE 0: the whole file; COLUMN: the byte where the fault begins, 0: the whole line).\n"
       "Rules: strval:a,b,... (one of the values), boolval, intval, rfile (a non-empty file).\n"
       "Exits 1 when there are errors (with --strict, warnings too), 0 otherwise.");
   return [options] {

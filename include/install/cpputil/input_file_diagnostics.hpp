@@ -17,11 +17,16 @@ enum class DiagnosticSeverity { error, warning, note };
 struct InputFileDiagnostic {
   /// 1-based, counting every physical line of the file; 0 for the file as a whole.
   std::size_t line = 0;
+  /// 1-based byte offset in that line (line feed excluded) where the fault begins, as
+  /// compilers count; 0 when the finding concerns the whole line, and always 0 on line 0.
+  std::size_t column = 0;
   /// error, warning or note.
   DiagnosticSeverity severity = DiagnosticSeverity::error;
   /// What was found, such as "ignored-line" or "rule-failed".
   std::string code;
-  /// English: what was found and what the parser did with it.
+  /// English: what was found, what the parser did with it and what to write instead. Text
+  /// from the file or the rules appears with control bytes escaped (\r, \x01), so a message
+  /// holds no control character.
   std::string message;
 
   friend bool operator==(InputFileDiagnostic const&, InputFileDiagnostic const&) = default;
@@ -36,13 +41,21 @@ struct InputFileReport {
 };
 
 /// Reads `fileName` exactly as InputFileParser::parse does and reports, beside the same map,
-/// every line the parser ignores or reads surprisingly: ignored-line, empty-key,
-/// list-key-assignment, list-line-ignored and duplicate-key, byte-order-mark, invalid-utf8,
-/// comment-in-value and unreadable-file. With `rules` (as validate_args takes them; empty means
-/// none) it also reports rule-failed for every single value that fails, unknown-key, unknown-rule
-/// and missing-key. Writes nothing to the installation log and traces nothing. Throws
-/// std::runtime_error "input file does not exist!" for a missing file or an empty name, as
-/// parse does. A file that cannot be opened (not a regular file, no permission), or whose
+/// every line the parser ignores or reads surprisingly: ignored-line, section-header,
+/// colon-separator, empty-key, list-key-assignment, list-line-ignored, empty-list-entry,
+/// duplicate-key, bracket-in-key, byte-order-mark, stray-byte-order-mark, carriage-return,
+/// invalid-utf8, comment-in-value and unreadable-file. A file saved as UTF-16 or UTF-32 (with or without a
+/// byte-order mark) gives the single error not-utf8 on line 0 and nothing else, since every
+/// other finding would follow from it. With `rules` (as validate_args takes them; empty means
+/// none) it also reports rule-failed for every single value that fails (quoted-value when only
+/// its quotes make it fail), trailing-text for an intval value with text after its number,
+/// unknown-key (with the one nearest rule key, if any: blanks, hyphens and underscores are
+/// ignored, case too, and a swap of neighbouring letters is one edit), unknown-rule,
+/// missing-key, and unmatchable-rule-key for a rule key that no input key can equal (upper-case
+/// ASCII letters, whitespace at an end). Suggestions take time linear in the key's length per
+/// rule key of about its length. Writes nothing to the installation log and traces nothing.
+/// Throws std::runtime_error "input file does not exist!" for a missing file or an empty name,
+/// as parse does. A file that cannot be opened (not a regular file, no permission), or whose
 /// read fails part-way, gives an unreadable-file error on line 0 with the system's reason,
 /// beside the map parse returns for it (empty, or what was read before the failure).
 [[nodiscard]] QX_CPPUTIL_API InputFileReport
