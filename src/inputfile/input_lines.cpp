@@ -10,7 +10,7 @@ namespace install::cpputil::input_lines {
 namespace {
 
 // Whether `line` holds `key` directly followed by '.', found without building that text.
-bool holds_key_then_dot(std::string_view line, std::string_view key) {
+bool holds_key_then_dot(std::string_view line, std::string_view key) noexcept {
   for (auto at = line.find(key); at != std::string_view::npos; at = line.find(key, at + 1)) {
     if (at + key.size() < line.size() && line[at + key.size()] == '.') return true;
   }
@@ -70,6 +70,11 @@ bool is_content(std::string_view line) noexcept {
   return line.find_first_not_of(whitespace) != std::string_view::npos;
 }
 
+bool holds_list_marker(std::string_view line) noexcept {
+  return std::any_of(list_keys.begin(), list_keys.end(),
+                     [line](auto key) { return holds_key_then_dot(line, key); });
+}
+
 void remove_underscores(ustring& text) {
   boost::algorithm::replace_all(text, u"_", u" ");
 }
@@ -84,9 +89,7 @@ effect apply_line(PropertyMap& properties, std::string_view line, PropertyMap::i
     if (node != nullptr) *node = slot;
     return effect::set;
   }
-  bool const is_list_line = std::any_of(list_keys.begin(), list_keys.end(),
-                                        [line](auto key) { return holds_key_then_dot(line, key); });
-  if (!is_list_line) return effect::no_shape;
+  if (!holds_list_marker(line)) return effect::no_shape;
   auto const dot = line.find('.');
   auto const slot = properties.try_emplace(key_before(line, dot), std::vector<ustring>{}).first;
   if (node != nullptr) *node = slot;
