@@ -53,6 +53,7 @@ struct Command {
 [[nodiscard]] std::vector<Command> log_commands();
 [[nodiscard]] std::vector<Command> host_commands();
 [[nodiscard]] std::vector<Command> ordering_commands();
+[[nodiscard]] std::vector<Command> writer_commands();
 
 /// `text` in double quotes.
 [[nodiscard]] std::string in_quotes(std::string_view text);
