@@ -22,9 +22,10 @@ constexpr std::u16string_view whitespace_but_blank = whitespace.substr(0, 5);
 bool is_surrogate(char16_t c) {
   return c >= 0xD800 && c <= 0xDFFF;
 }
+// Whether a high surrogate at `at` is followed by a low one.
 bool is_pair(std::u16string_view text, std::size_t at) {
-  return at + 1 < text.size() && text[at] <= 0xDBFF && text[at + 1] >= 0xDC00 &&
-         text[at + 1] <= 0xDFFF;
+  return at + 1 < text.size() && text[at] >= 0xD800 && text[at] <= 0xDBFF &&
+         text[at + 1] >= 0xDC00 && text[at + 1] <= 0xDFFF;
 }
 
 // `text` in UTF-8 with backslash, '"', control characters (C0, DEL, C1) and unpaired surrogates
