@@ -56,9 +56,10 @@ struct InputFileWriteOptions {
 /// The UTF-8 text of an answer file that InputFileParser::parse reads back to exactly
 /// `properties` (see above): keys in map order, "key = value" for a single value, one
 /// "key.entry" line per list entry in list order. An empty map gives "". Throws
-/// std::invalid_argument naming the key (in double quotes, control characters and unpaired
-/// surrogates escaped as \n, \t, \r, \xHH or \uXXXX) and the reason when no file can produce
-/// the map; nothing is written then.
+/// std::invalid_argument "key \"<key>\" cannot be written: <reason>" when no file can produce
+/// the map, for the first such key in map order; in the key, a backslash, '"', control
+/// characters (C0, DEL, C1) and unpaired surrogates are escaped (\\, \", \n, \t, \r, \xHH,
+/// \uXXXX), so the message stays one line.
 [[nodiscard]] QX_CPPUTIL_API std::string formatInputFile(PropertyMap const& properties);
 
 /// formatInputFile with withheld keys and a header; the text reads back to `properties` without
