@@ -18,6 +18,7 @@
 #include "heap_counter.hpp"
 #include "install/cpputil/input_file_diagnostics.hpp"
 #include "install/cpputil/input_file_parser.hpp"
+#include "install/cpputil/input_file_writer.hpp"
 #include "support.hpp"
 
 namespace {
@@ -166,6 +167,17 @@ void BM_InsertIntoPropertyMap(benchmark::State& state) {
 }
 BENCHMARK(BM_InsertIntoPropertyMap)->Unit(benchmark::kMillisecond);
 
+// Writing the same file's map back as answer-file text.
+void BM_FormatInputFile(benchmark::State& state) {
+  install::cpputil::PropertyMap const properties =
+      install::cpputil::InputFileParser().parse(fl::i18n::utf8_to_ustring(files().input));
+  for (auto _ : state) {
+    std::string const text = install::cpputil::formatInputFile(properties);
+    benchmark::DoNotOptimize(text);
+  }
+}
+BENCHMARK(BM_FormatInputFile)->Unit(benchmark::kMillisecond);
+
 void BM_PropertyTreeReadIni(benchmark::State& state) {
   std::string const& path = files().ini;
   for (auto _ : state) {
@@ -191,6 +203,9 @@ BENCHMARK(BM_PropertyTreeReadIni)->Unit(benchmark::kMillisecond);
   add_time_row(46, "4 `checkInputFile` (diagnostics), 100,000 lines", "BM_CheckInputFile",
                "`InputFileParser::parse`, same file", "BM_InputFileParse",
                qx::bench::ratio_at_most(1.5));
+  add_time_row(47, "4 `formatInputFile` of the map of 100,000 lines", "BM_FormatInputFile",
+               "`InputFileParser::parse`, same file", "BM_InputFileParse",
+               qx::bench::ratio_at_most(1.2));
   qx::bench::add_heap_row(
       43, "4 `InputFileParser::parse`, peak heap", "BM_InputFileParse", "peak_heap",
       "input file size", [] { return files().input_bytes; }, qx::bench::ratio_at_most(4));

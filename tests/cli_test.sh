@@ -47,8 +47,8 @@ check_log() {
 }
 check_usage() { # a command's help must never pass for its success
   local command
-  for command in parse check version-compare sort-products url-allowed open locale sandbox log \
-    log-file; do
+  for command in parse check template rewrite version-compare sort-products url-allowed open \
+    locale sandbox log log-file; do
     "$qx" "$command" --help >help.txt 2>&1
     [[ $? == 2 ]] || fail "$command --help did not exit 2"
     contains help.txt "Usage: qxinstall $command"
@@ -57,6 +57,14 @@ check_usage() { # a command's help must never pass for its success
   [[ $? == 2 ]] || fail "sort-products a -- -h did not exit 2"
   "$qx" --help >help.txt || fail "--help exited $?"
   contains help.txt 'Exit status: 0 success, 1 a check failed, 2 a usage or input error.'
+}
+
+setup_write() { cp "$(dirname "$table")/../../examples/rules.txt" readme-rules.txt; }
+check_write() { # the template checks clean with its rules; the canonical form reads back equal
+  "$qx" template --rules readme-rules.txt >template.txt || fail "template exited $?"
+  "$qx" check template.txt --rules readme-rules.txt --strict >/dev/null || fail "template: $?"
+  "$qx" rewrite in.txt >canonical.txt || fail "rewrite exited $?"
+  [[ $("$qx" parse canonical.txt) == "$("$qx" parse in.txt)" ]] || fail "rewrite changed the map"
 }
 
 setup_hostile() { # what git cannot hold: names that are not UTF-8, and a FIFO

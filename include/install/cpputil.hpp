@@ -3,6 +3,7 @@
 // Everything the library exports, for callers that prefer one include to ten.
 #include "install/cpputil/input_file_diagnostics.hpp"
 #include "install/cpputil/input_file_parser.hpp"
+#include "install/cpputil/input_file_writer.hpp"
 #include "install/cpputil/installer_exception.hpp"
 #include "install/cpputil/installer_locale.hpp"
 #include "install/cpputil/interrupt.hpp"

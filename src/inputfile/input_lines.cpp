@@ -65,14 +65,14 @@ std::string ascii_lower(std::string_view text) {
   return out;
 }
 
-bool is_list_line(std::string_view line) noexcept {
-  return std::any_of(list_keys.begin(), list_keys.end(),
-                     [line](auto key) { return holds_key_then_dot(line, key); });
-}
-
 bool is_content(std::string_view line) noexcept {
   if (!line.empty() && line.front() == '#') return false;
   return line.find_first_not_of(whitespace) != std::string_view::npos;
+}
+
+bool holds_list_marker(std::string_view line) noexcept {
+  return std::any_of(list_keys.begin(), list_keys.end(),
+                     [line](auto key) { return holds_key_then_dot(line, key); });
 }
 
 void remove_underscores(ustring& text) {
@@ -89,7 +89,7 @@ effect apply_line(PropertyMap& properties, std::string_view line, PropertyMap::i
     if (node != nullptr) *node = slot;
     return effect::set;
   }
-  if (!is_list_line(line)) return effect::no_shape;
+  if (!holds_list_marker(line)) return effect::no_shape;
   auto const dot = line.find('.');
   auto const slot = properties.try_emplace(key_before(line, dot), std::vector<ustring>{}).first;
   if (node != nullptr) *node = slot;

@@ -32,9 +32,9 @@ inline constexpr std::array<std::string_view, 2> list_keys{"product", "platform"
 [[nodiscard]] std::string ascii_lower(std::string_view text);
 /// False for "", for whitespace-only text and for text whose first byte is '#'.
 [[nodiscard]] bool is_content(std::string_view line) noexcept;
-
-/// Whether a line without '=' reads as a list line: it holds "product." or "platform.".
-[[nodiscard]] bool is_list_line(std::string_view line) noexcept;
+/// Whether `line` holds a list key directly followed by '.' ("product." or "platform.",
+/// case-sensitive): a line without '=' is a list line exactly then.
+[[nodiscard]] bool holds_list_marker(std::string_view line) noexcept;
 
 /// What a kept line did to the property map.
 enum class effect {

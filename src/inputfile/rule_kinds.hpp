@@ -28,6 +28,11 @@ struct rule_kind {
   bool (*accepts)(std::string const& value, std::string const& parameter);
   failure raises;
   std::span<log_line const> logged;
+  /// What a valid value is, in plain words for an answer file's comments; for a kind that
+  /// names its allowed values, the words before them.
+  std::string_view description;
+  /// Whether the parameter is the ','-separated list of allowed values.
+  bool names_values = false;
 };
 
 inline constexpr log_line file_rule_lines[] = {
@@ -39,17 +44,21 @@ inline constexpr rule_kind kinds[] = {
     {"strval",
      [](std::string const& value, std::string const& list) { return validate_strval(value, list); },
      failure::invalid_argument,
-     {}},
+     {},
+     "one of: ",
+     true},
     {"boolval",
      [](std::string const& value, std::string const&) { return validate_boolval(value); },
      failure::invalid_argument,
-     {}},
+     {},
+     "yes, no, true or false"},
     {"intval",
      [](std::string const& value, std::string const&) { return validate_intval(value); },
      failure::invalid_argument,
-     {}},
+     {},
+     "a whole number"},
     {"rfile", [](std::string const& path, std::string const&) { return validate_rfile(path); },
-     failure::runtime_error, file_rule_lines},
+     failure::runtime_error, file_rule_lines, "the path of an existing, non-empty file"},
 };
 
 /// The row of `kind` (compared exactly), or nullptr for a kind that checks nothing.

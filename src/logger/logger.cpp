@@ -344,7 +344,7 @@ void copy_redacted(std::string& entry, std::string_view line, std::set<std::stri
   namespace lines = input_lines;
   auto const eq = line.find('=');
   auto const separator =
-      eq != std::string_view::npos || !lines::is_list_line(line) ? eq : line.find('.');
+      eq != std::string_view::npos || !lines::holds_list_marker(line) ? eq : line.find('.');
   std::string_view key =
       separator == std::string_view::npos ? "" : lines::trim(line.substr(0, separator));
   if (key.starts_with("\xEF\xBB\xBF")) key.remove_prefix(3);

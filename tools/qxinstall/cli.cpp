@@ -4,6 +4,7 @@
 #include <utility>
 
 #include "fl/filesystem.hpp"
+#include "rules_file.hpp"
 
 namespace qx::cli {
 
@@ -44,6 +45,15 @@ install::cpputil::InputFileReport check_input_file(
       throw CommandError(path + ": " + found.message, exit_usage);
   }
   return report;
+}
+
+std::map<std::string, std::string> read_rules(std::string const& path) {
+  if (path.empty()) return {};
+  try {
+    return tools::read_rules_file(utf8_name(path));
+  } catch (tools::RulesFileError const& error) {
+    throw CommandError(error.what(), exit_usage);
+  }
 }
 
 std::optional<install::cpputil::logger::Logger> open_log(std::string const& path) {

@@ -55,6 +55,7 @@ struct Command {
 [[nodiscard]] std::vector<Command> log_commands();
 [[nodiscard]] std::vector<Command> host_commands();
 [[nodiscard]] std::vector<Command> ordering_commands();
+[[nodiscard]] std::vector<Command> writer_commands();
 
 /// `text` in double quotes.
 [[nodiscard]] std::string in_quotes(std::string_view text);
@@ -71,6 +72,10 @@ std::string const& utf8_name(std::string const& path);
 /// a FIFO, no permission). `rules` as checkInputFile takes them.
 [[nodiscard]] install::cpputil::InputFileReport check_input_file(
     std::string const& path, std::map<std::string, std::string> const& rules = {});
+
+/// The rules of the rules file `path` (none for an empty path); CommandError (exit 2) naming
+/// the file, and the line, when it cannot be read or a line is not key=rule.
+[[nodiscard]] std::map<std::string, std::string> read_rules(std::string const& path);
 
 /// Points the installation log at `path` for the command's lifetime when a path is given;
 /// CommandError (exit 2) with the library's text and reason when the Logger cannot be made.

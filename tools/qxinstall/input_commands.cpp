@@ -11,7 +11,6 @@
 
 #include "install/cpputil/input_file_diagnostics.hpp"
 #include "property_map_text.hpp"
-#include "rules_file.hpp"
 
 namespace qx::cli {
 namespace {
@@ -32,16 +31,6 @@ Handler setup_parse(CLI::App& app) {
     options->json ? tools::write_json(std::cout, map) : tools::write_text(std::cout, map);
     return exit_ok;
   };
-}
-
-// The rules of `path`, or none for an empty path; CommandError (exit 2) when they cannot be read.
-std::map<std::string, std::string> read_rules(std::string const& path) {
-  if (path.empty()) return {};
-  try {
-    return tools::read_rules_file(path);
-  } catch (tools::RulesFileError const& error) {
-    throw CommandError(error.what(), exit_usage);
-  }
 }
 
 void print_text(std::string const& file, install::cpputil::InputFileReport const& report) {

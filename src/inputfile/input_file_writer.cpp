@@ -1,0 +1,269 @@
+#include "install/cpputil/input_file_writer.hpp"
+
+#include <algorithm>
+#include <cstdio>
+#include <optional>
+#include <stdexcept>
+#include <string_view>
+
+#include "inputfile/input_lines.hpp"
+#include "inputfile/rule_kinds.hpp"
+
+namespace install::cpputil {
+namespace {
+
+namespace lines = input_lines;
+using fl::i18n::append_utf8;
+
+constexpr std::u16string_view whitespace = u"\t\n\v\f\r ";
+// List entries keep blanks at their ends, written as '_'; the rest of the whitespace is trimmed.
+constexpr std::u16string_view whitespace_but_blank = whitespace.substr(0, 5);
+
+bool is_surrogate(char16_t c) {
+  return c >= 0xD800 && c <= 0xDFFF;
+}
+// Whether a high surrogate at `at` is followed by a low one.
+bool is_pair(std::u16string_view text, std::size_t at) {
+  return at + 1 < text.size() && text[at] >= 0xD800 && text[at] <= 0xDBFF &&
+         text[at + 1] >= 0xDC00 && text[at + 1] <= 0xDFFF;
+}
+
+// `text` in UTF-8 with backslash, '"', control characters (C0, DEL, C1) and unpaired surrogates
+// escaped, so that a message or a comment stays one line that shows every character.
+std::string escaped(std::u16string_view text) {
+  std::string out;
+  for (std::size_t i = 0; i < text.size(); ++i) {
+    char16_t const c = text[i];
+    char code[8];
+    if (c == u'\\' || c == u'"') {
+      out += {'\\', static_cast<char>(c)};
+    } else if (c == u'\n' || c == u'\t' || c == u'\r') {
+      out += {'\\', c == u'\n' ? 'n' : c == u'\t' ? 't' : 'r'};
+    } else if (c < 0x20 || (c >= 0x7F && c <= 0x9F)) {
+      std::snprintf(code, sizeof code, "\\x%02X", static_cast<unsigned>(c));
+      out += code;
+    } else if (is_surrogate(c) && !is_pair(text, i)) {
+      std::snprintf(code, sizeof code, "\\u%04X", static_cast<unsigned>(c));
+      out += code;
+    } else {
+      std::size_t const length = is_surrogate(c) ? 2 : 1;
+      append_utf8(out, text.substr(i, length));
+      i += length - 1;
+    }
+  }
+  return out;
+}
+
+std::string quoted(std::u16string_view text) {
+  return '"' + escaped(text) + '"';
+}
+
+[[noreturn]] void refuse(std::u16string_view key, std::string_view reason) {
+  throw std::invalid_argument("key " + quoted(key) + " cannot be written: " + std::string(reason));
+}
+
+// What keeps `text` from standing in a line, or nullptr.
+char const* line_problem(std::u16string_view text) {
+  for (std::size_t i = 0; i < text.size(); ++i) {
+    if (is_pair(text, i))
+      ++i;
+    else if (is_surrogate(text[i]))
+      return "an unpaired surrogate, which UTF-8 cannot carry";
+  }
+  return text.find(u'\n') == std::u16string_view::npos ? nullptr
+                                                       : "a line feed, which would end its line";
+}
+
+bool has_blank_end(std::u16string_view text, std::u16string_view blanks) {
+  return !text.empty() && (blanks.find(text.front()) != std::u16string_view::npos ||
+                           blanks.find(text.back()) != std::u16string_view::npos);
+}
+
+bool is_list_key(std::u16string_view key) {
+  return std::any_of(lines::list_keys.begin(), lines::list_keys.end(),
+                     [key](std::string_view name) { return std::ranges::equal(key, name); });
+}
+
+// Why no line gives `key` as it stands (for either kind of line), or "".
+std::string key_problem(std::u16string_view key) {
+  if (char const* problem = line_problem(key)) return std::string("it holds ") + problem;
+  if (has_blank_end(key, whitespace))
+    return "it begins or ends with whitespace, which the reader trims";
+  if (std::any_of(key.begin(), key.end(), [](char16_t c) { return c >= u'A' && c <= u'Z'; }))
+    return "it holds upper-case ASCII letters, which the reader lowers";
+  if (key.find(u'=') != std::u16string_view::npos) return "it holds '=', which would end it";
+  if (!key.empty() && key.front() == u'#')
+    return "it starts with '#', which would make its line a comment";
+  return {};
+}
+
+// Why no assignment line gives `key`, or "".
+std::string single_key_problem(std::u16string_view key) {
+  if (key.empty()) return "an assignment without a key is ignored";
+  if (is_list_key(key)) return "it holds lists only: an assignment to it is ignored";
+  return key_problem(key);
+}
+
+// Why no assignment line gives `value`, or "".
+std::string value_problem(std::u16string_view value) {
+  if (char const* problem = line_problem(value)) return std::string("its value holds ") + problem;
+  if (has_blank_end(value, whitespace))
+    return "its value begins or ends with whitespace, which the reader trims";
+  return {};
+}
+
+// Why no list line gives `entry` (its line's marker aside), or "".
+std::string entry_problem(std::u16string_view entry) {
+  if (char const* problem = line_problem(entry)) return std::string("holds ") + problem;
+  if (entry.find(u'=') != std::u16string_view::npos)
+    return "holds '=', which would make its line an assignment";
+  if (entry.find(u'_') != std::u16string_view::npos)
+    return "holds '_', which the reader turns into a blank";
+  if (has_blank_end(entry, whitespace_but_blank))
+    return "begins or ends with whitespace other than a blank, which the reader trims";
+  return {};
+}
+
+void write_single(std::string& out, ustring const& key, ustring const& value) {
+  if (std::string const problem = single_key_problem(key); !problem.empty()) refuse(key, problem);
+  if (std::string const problem = value_problem(value); !problem.empty()) refuse(key, problem);
+  append_utf8(out, key);
+  // The blank ends the run of '=', so a value that starts with '=' keeps it.
+  out += value.empty() ? " =" : " = ";
+  append_utf8(out, value);
+  out += '\n';
+}
+
+void write_list(std::string& out, ustring const& key, std::vector<ustring> const& entries) {
+  if (std::string const problem = key_problem(key); !problem.empty()) refuse(key, problem);
+  if (key.find(u'.') != ustring::npos) refuse(key, "a list key holds '.', which would end it");
+  if (entries.empty()) refuse(key, "an empty list has no line to write");
+  std::string prefix;
+  append_utf8(prefix, key);
+  prefix += '.';
+  for (std::size_t n = 0; n < entries.size(); ++n) {
+    ustring const& entry = entries[n];
+    auto const refuse_entry = [&key, n](std::string_view reason) {
+      refuse(key, "entry " + std::to_string(n + 1) + " " + std::string(reason));
+    };
+    if (std::string const problem = entry_problem(entry); !problem.empty()) refuse_entry(problem);
+    std::size_t const line = out.size();
+    out += prefix;
+    if (!entry.empty() && entry.front() == u'.') out += ' ';  // else the run of dots takes it
+    std::size_t const text = out.size();
+    append_utf8(out, entry);
+    std::replace(out.begin() + static_cast<std::ptrdiff_t>(text), out.end(), ' ', '_');
+    // The reader's own test, on the whole line: without a marker it is no list line.
+    if (!lines::holds_list_marker(std::string_view(out).substr(line)))
+      refuse_entry(
+          "holds neither \"product.\" nor \"platform.\" and the key ends in neither "
+          "\"product\" nor \"platform\": its line would not read as a list line");
+    out += '\n';
+  }
+}
+
+// The key as a withhold name matches it: trimmed and ASCII-lowered, as the reader reads keys.
+ustring as_key(std::string_view name) {
+  return fl::i18n::utf8_to_ustring(lines::ascii_lower(lines::trim(name)));
+}
+
+void write_header(std::string& out, std::string const& header) {
+  std::string const text = fl::i18n::ustring_to_utf8(fl::i18n::utf8_to_ustring(header));
+  std::string_view rest(text);
+  if (rest.ends_with('\n')) rest.remove_suffix(1);
+  while (!text.empty()) {
+    auto const end = rest.find('\n');
+    std::string_view const line = rest.substr(0, end);
+    out += line.empty() ? "#" : "# ";
+    out += line;
+    out += '\n';
+    if (end == std::string_view::npos) break;
+    rest.remove_prefix(end + 1);
+  }
+}
+
+// What `row` accepts with `parameter`, in plain words; control characters escaped.
+std::string description(rule_kinds::rule_kind const& row, std::string_view parameter) {
+  std::string words(row.description);
+  if (!row.names_values) return words;
+  for (std::size_t start = 0;;) {
+    auto const comma = parameter.find(',', start);
+    std::string_view const value = parameter.substr(start, comma - start);
+    words += value.empty() ? "(empty)" : escaped(fl::i18n::utf8_to_ustring(std::string(value)));
+    if (comma == std::string_view::npos) return words;
+    words += ", ";
+    start = comma + 1;
+  }
+}
+
+// The first allowed value of `row` with `parameter` that a file can hold and that passes the
+// rule; none for a kind that names no values.
+std::optional<std::string> first_allowed(rule_kinds::rule_kind const& row,
+                                         std::string const& parameter) {
+  if (!row.names_values) return std::nullopt;
+  for (std::size_t start = 0;;) {
+    auto const comma = parameter.find(',', start);
+    std::string value = parameter.substr(start, comma - start);
+    ustring const wide = fl::i18n::utf8_to_ustring(value);
+    if (fl::i18n::ustring_to_utf8(wide) == value && value_problem(wide).empty() &&
+        row.accepts(value, parameter))
+      return value;
+    if (comma == std::string::npos) return std::nullopt;
+    start = comma + 1;
+  }
+}
+
+}  // namespace
+
+std::string formatInputFile(PropertyMap const& properties) {
+  return formatInputFile(properties, {});
+}
+
+std::string formatInputFile(PropertyMap const& properties, InputFileWriteOptions const& options) {
+  std::vector<ustring> withheld;
+  for (std::string const& name : options.withhold) withheld.push_back(as_key(name));
+  std::string out;
+  write_header(out, options.header);
+  for (auto const& [key, value] : properties) {
+    if (std::find(withheld.begin(), withheld.end(), key) != withheld.end()) {
+      out += "# " + escaped(key) + ": value withheld\n";
+    } else if (auto const* single = std::get_if<ustring>(&value)) {
+      write_single(out, key, *single);
+    } else {
+      write_list(out, key, std::get<std::vector<ustring>>(value));
+    }
+  }
+  return out;
+}
+
+std::string inputFileTemplate(std::map<std::string, std::string> const& rules) {
+  std::string out =
+      "# Answers for an unattended installation, one \"key = value\" per line.\n"
+      "# A key that is commented out has no value to suggest: remove its '#' and write one.\n";
+  for (auto const& [name, rule] : rules) {
+    out += '\n';
+    ustring const key = fl::i18n::utf8_to_ustring(name);
+    std::string const problem =
+        fl::i18n::ustring_to_utf8(key) != name ? "it is not UTF-8" : single_key_problem(key);
+    if (!problem.empty()) {
+      out += "# key " + quoted(key) + " cannot be set by an answer file: " + problem + "\n";
+      continue;
+    }
+    auto const [kind, parameter] = rule_kinds::split(rule);
+    auto const* const row = rule_kinds::find(kind);
+    std::string const words = row != nullptr ? description(*row, parameter)
+                                             : "any value: the rule " +
+                                                   quoted(fl::i18n::utf8_to_ustring(rule)) +
+                                                   " has no known kind, so nothing is checked";
+    // A commented-out key says what it accepts in its placeholder.
+    auto const value = row != nullptr ? first_allowed(*row, std::string(parameter)) : std::nullopt;
+    if (value) {
+      out += "# " + words + "\n" + name + (value->empty() ? " =\n" : " = " + *value + "\n");
+    } else {
+      out += "# " + name + " = <" + words + ">\n";
+    }
+  }
+  return out;
+}
+
+}  // namespace install::cpputil
