@@ -18,10 +18,6 @@ bool is_control_or_space(unsigned char c) {
   return c <= 0x20 || c == 0x7F;
 }
 
-bool is_well_formed_utf8(std::string const& text) {
-  return fl::i18n::ustring_to_utf8(fl::i18n::utf8_to_ustring(text)) == text;
-}
-
 // Browsers read '\' as '/' and drop tabs and line feeds, so such text means something else
 // to them than to RFC 3986; refusing it keeps the two readings equal.
 void check_raw_text(std::string const& text) {
@@ -30,7 +26,7 @@ void check_raw_text(std::string const& text) {
     if (c == '\\') reject("backslash");
     if (is_control_or_space(c)) reject("control character or space");
   }
-  if (!is_well_formed_utf8(text)) reject("ill-formed UTF-8");
+  if (!fl::i18n::is_valid_utf8(text)) reject("ill-formed UTF-8");
 }
 
 // RFC 3987 section 3.1: each byte of a non-ASCII character becomes a percent-escape.
@@ -61,7 +57,7 @@ void check_decoded_host(std::string const& host) {
       reject("forbidden character in host");
     }
   }
-  if (!is_well_formed_utf8(host)) reject("ill-formed UTF-8 in host");
+  if (!fl::i18n::is_valid_utf8(host)) reject("ill-formed UTF-8 in host");
 }
 
 // RFC 3986 has the path after an authority start with '/' (or be empty); Boost.URL 1.81 ends

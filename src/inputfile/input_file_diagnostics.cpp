@@ -7,7 +7,6 @@
 #include <string_view>
 #include <utility>
 
-#include <boost/locale/utf.hpp>
 #include <boost/unordered/unordered_flat_map.hpp>
 
 #include "inputfile/input_lines.hpp"
@@ -52,20 +51,6 @@ std::string quoted(std::string_view text) {
 
 std::string did_you_mean(std::string_view found) {
   return found.empty() ? std::string() : "; did you mean " + shown(found) + "?";
-}
-
-// The offset of the first byte of `text` that is not part of well-formed UTF-8, or npos.
-std::size_t first_invalid_utf8(std::string_view text) {
-  using utf = boost::locale::utf::utf_traits<char>;
-  auto it = std::find_if(text.begin(), text.end(),
-                         [](char c) { return static_cast<unsigned char>(c) >= 0x80; });
-  while (it != text.end()) {
-    auto const at = it;
-    auto const decoded = utf::decode(it, text.end());
-    if (decoded == boost::locale::utf::illegal || decoded == boost::locale::utf::incomplete)
-      return static_cast<std::size_t>(at - text.begin());
-  }
-  return npos;
 }
 
 // What the file was saved as when it is not UTF-8, judged by its first bytes: a UTF-16 or
@@ -116,8 +101,8 @@ class Reader {
     std::string_view const text = lines::trim(physical);
     if (!lines::is_content(text)) return;
     if (auto const mark = physical.find(byte_order_mark); mark != npos) byte_order_mark_at(mark);
-    if (auto const bad = first_invalid_utf8(text); bad != npos)
-      add(column(text.data() + bad), Severity::warning, "invalid-utf8",
+    if (auto const valid = fl::i18n::valid_utf8_length(text); valid != text.size())
+      add(column(text.data() + valid), Severity::warning, "invalid-utf8",
           "line holds bytes that are not UTF-8: they become U+FFFD in the map");
     if (auto const cr = text.find('\r'); cr != npos) carriage_return(text, cr);
     PropertyMap::iterator node;

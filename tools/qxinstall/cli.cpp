@@ -9,7 +9,7 @@
 namespace qx::cli {
 
 std::string const& utf8_name(std::string const& path) {
-  if (fl::i18n::ustring_to_utf8(fl::i18n::utf8_to_ustring(path)) != path)
+  if (!fl::i18n::is_valid_utf8(path))
     throw CommandError(
         fl::i18n::ustring_to_utf8(fl::i18n::utf8_to_ustring(path)) + ": the name is not UTF-8",
         exit_usage);

@@ -1,5 +1,6 @@
 #pragma once
 
+#include <cstddef>
 #include <string>
 #include <string_view>
 
@@ -27,6 +28,16 @@ inline std::string to_string(ustring const& text) {
 /// Widens the platform's narrow form (UTF-8) to UTF-16.
 inline ustring to_ustring(std::string const& text) {
   return utf8_to_ustring(text);
+}
+
+/// The length of the longest prefix of `text` that is well-formed UTF-8: text.size() for
+/// well-formed text, else the offset of the first byte of the first ill-formed sequence
+/// (the same sequences that utf8_to_ustring replaces by U+FFFD). Allocates nothing.
+[[nodiscard]] QX_PLATFORM_API std::size_t valid_utf8_length(std::string_view text) noexcept;
+/// True when `text` is well-formed UTF-8 (NUL included): it converts to UTF-16 and back
+/// unchanged.
+[[nodiscard]] inline bool is_valid_utf8(std::string_view text) noexcept {
+  return valid_utf8_length(text) == text.size();
 }
 
 /// Appends the UTF-8 form of `text` to `out`, as ustring_to_utf8 converts it.
