@@ -20,7 +20,9 @@ QX_TABLE_TEST(Utf8ToUtf16, Converts, "utf8_to_utf16.tsv") {
   std::string const& utf8 = GetParam()["utf8"];
   std::size_t const valid = fl::i18n::valid_utf8_length(utf8);
   EXPECT_EQ(valid == utf8.size(), ustring_to_utf8(utf8_to_ustring(utf8)) == utf8);
-  if (valid < utf8.size()) EXPECT_EQ(utf8_to_ustring(utf8.substr(valid)).front(), u'\uFFFD');
+  if (valid < utf8.size()) {
+    EXPECT_EQ(utf8_to_ustring(utf8.substr(valid)).front(), u'\uFFFD');
+  }
 }
 
 QX_TABLE_TEST(Utf16ToUtf8, Converts, "utf16_to_utf8.tsv") {
