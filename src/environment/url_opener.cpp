@@ -17,11 +17,8 @@ using foundation::network::IRI;
 using foundation::network::iri::Encoding;
 
 constexpr std::string_view allowed_domain = "quillford.com";
-#ifdef __APPLE__
-constexpr char const* opener_program = "/usr/bin/open";
-#else
-constexpr char const* opener_program = "/usr/bin/xdg-open";  // /usr/bin/open is another tool
-#endif
+// The system's opener, chosen per system in src/environment/CMakeLists.txt.
+constexpr char const* opener_program = QX_OPENER_PROGRAM;
 // Stands for "no exit status": the launch itself failed.
 constexpr int no_status = std::numeric_limits<int>::max();
 

@@ -1,24 +1,16 @@
 #include "install/platformutil/platform_utility.hpp"
 
-#include <locale.h>
 #include <pwd.h>
 #include <unistd.h>
 #include <cerrno>
 #include <cstdlib>
 #include <ctime>
 #include <vector>
-#ifdef __APPLE__
-#include <xlocale.h>
-#endif
+
+#include "system.hpp"
 
 namespace install::platformutil {
 namespace {
-
-locale_t classic_locale() {
-  // Created once and kept for the process: strftime_l only reads it.
-  static locale_t const c_locale = newlocale(LC_ALL_MASK, "C", locale_t{});
-  return c_locale;
-}
 
 std::string format_time(std::time_t now, std::string const& format) {
   std::tm local{};
@@ -26,14 +18,14 @@ std::string format_time(std::time_t now, std::string const& format) {
   // Most patterns fit the stack buffer; only longer results take the growing heap buffer.
   char small[256];
   if (std::size_t const n =
-          strftime_l(small, sizeof small, format.c_str(), &local, classic_locale());
+          qx::system::format_classic_time(small, sizeof small, format.c_str(), local);
       n > 0) {
     return std::string(small, n);
   }
   std::string out(64 + format.size() * 4, '\0');
   for (int attempt = 0; attempt < 8; ++attempt) {
     std::size_t const n =
-        strftime_l(out.data(), out.size(), format.c_str(), &local, classic_locale());
+        qx::system::format_classic_time(out.data(), out.size(), format.c_str(), local);
     if (n > 0) {
       out.resize(n);
       return out;

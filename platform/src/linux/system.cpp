@@ -1,16 +1,20 @@
-#include "file_queries.hpp"
+#include "system.hpp"
 
 #include <fcntl.h>
+#include <locale.h>
 #include <sys/stat.h>
 #include <sys/syscall.h>
 #include <sys/sysmacros.h>
 #include <unistd.h>
 
+// The fault tests route these system calls to fakes (tests/support/fake_posix.hpp).
 #ifndef QX_POSIX_CALL
 #define QX_POSIX_CALL(call) ::call
 #endif
 
-namespace fl::posix {
+extern char** environ;  // POSIX leaves declaring it to the program
+
+namespace qx::system {
 
 // statx asked for these fields alone: on a file just written, fstat's full answer costs
 // several times more (ext4 measured 1.5 us against 0.5 us), and every log entry asks.
@@ -37,4 +41,23 @@ rlim_t file_size_limit() noexcept {
   return rc == 0 ? limit.rlim_cur : RLIM_INFINITY;
 }
 
-}  // namespace fl::posix
+std::string default_temp_directory() {
+  return "/tmp";
+}
+
+char** environment() noexcept {
+  return environ;
+}
+
+std::optional<std::pair<std::string, std::string>> preferred_locale() {
+  return std::nullopt;  // the locale variables are all there is
+}
+
+std::size_t format_classic_time(char* buffer, std::size_t size, char const* format,
+                                std::tm const& time) noexcept {
+  // Made once and kept for the process: strftime_l only reads it.
+  static locale_t const classic = ::newlocale(LC_ALL_MASK, "C", locale_t{});
+  return ::strftime_l(buffer, size, format, &time, classic);
+}
+
+}  // namespace qx::system

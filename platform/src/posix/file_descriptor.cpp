@@ -1,6 +1,6 @@
 #include "file_descriptor.hpp"
 
-#include "file_queries.hpp"
+#include "system.hpp"
 
 #include <fcntl.h>
 #include <pthread.h>
@@ -19,7 +19,7 @@ namespace fl::posix {
 namespace {
 
 // 0 when a file of this status is of the expected kind, else the errno that refuses it.
-int refusal(file_status const& st, expect kind) noexcept {
+int refusal(qx::system::file_status const& st, expect kind) noexcept {
   if (S_ISDIR(st.mode)) return EISDIR;
   bool const regular = S_ISREG(st.mode);
   if (kind == expect::writable) return regular || S_ISCHR(st.mode) ? 0 : ENXIO;
@@ -73,8 +73,8 @@ opened open_file(char const* name, int flags, mode_t mode, expect kind) noexcept
     fd = QX_POSIX_CALL(open(name, flags | O_NONBLOCK | O_CLOEXEC | O_NOCTTY, mode));
   } while (fd < 0 && errno == EINTR);
   if (fd < 0) return {.error = errno};
-  file_status st;
-  int error = status_of(fd, st) == 0 ? refusal(st, kind) : errno;
+  qx::system::file_status st;
+  int error = qx::system::status_of(fd, st) == 0 ? refusal(st, kind) : errno;
   bool const regular = S_ISREG(st.mode);
   if (error == 0 && !regular) {  // a terminal or a device: writes may block as they should
     int const status = QX_POSIX_CALL(fcntl(fd, F_GETFL));
@@ -108,7 +108,7 @@ int read_byte_at(int fd, off_t offset) noexcept {
 }
 
 std::size_t write_all(int fd, void const* data, std::size_t size, off_t at) noexcept {
-  rlim_t const limit = file_size_limit();
+  rlim_t const limit = qx::system::file_size_limit();
   bool const limited = limit != RLIM_INFINITY;
   if (limited && at >= 0 && static_cast<rlim_t>(at) + size > limit) {
     errno = EFBIG;  // it cannot fit: leave no fragment behind

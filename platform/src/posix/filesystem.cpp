@@ -14,6 +14,7 @@
 #include <vector>
 
 #include "file_descriptor.hpp"
+#include "system.hpp"
 
 namespace fl::filesystem {
 namespace {
@@ -68,12 +69,7 @@ std::string failure_reason(int error) {
 ustring temp_directory_name() {
   char const* tmpdir = std::getenv("TMPDIR");
   if (tmpdir != nullptr && *tmpdir != '\0') return i18n::utf8_to_ustring(tmpdir);
-#ifdef __APPLE__
-  char buffer[PATH_MAX];
-  std::size_t const n = confstr(_CS_DARWIN_USER_TEMP_DIR, buffer, sizeof buffer);
-  if (n > 0 && n <= sizeof buffer) return i18n::utf8_to_ustring(buffer);
-#endif
-  return u"/tmp";
+  return i18n::utf8_to_ustring(qx::system::default_temp_directory());
 }
 
 ustring get_install_path() {

@@ -8,9 +8,7 @@
 #include <string_view>
 #include <utility>
 
-#ifdef __APPLE__
-#include <CoreFoundation/CoreFoundation.h>
-#endif
+#include "system.hpp"
 
 namespace foundation::locale {
 namespace {
@@ -51,30 +49,6 @@ std::optional<system_locale> parse(std::string_view value) {
   return system_locale(std::move(lang), std::move(reg));
 }
 
-#ifdef __APPLE__
-std::string copy_utf8(CFLocaleRef locale, CFStringRef key) {
-  auto const value = static_cast<CFStringRef>(CFLocaleGetValue(locale, key));
-  std::array<char, 64> buffer{};
-  if (value == nullptr ||
-      !CFStringGetCString(value, buffer.data(), buffer.size(), kCFStringEncodingUTF8)) {
-    return {};
-  }
-  return buffer.data();
-}
-
-// The locale chosen in System Settings, which a program started from the Finder sees
-// without any of the variables.
-std::optional<system_locale> user_preference() {
-  CFLocaleRef const locale = CFLocaleCopyCurrent();
-  if (locale == nullptr) return std::nullopt;
-  std::string language = copy_utf8(locale, kCFLocaleLanguageCode);
-  std::string region = copy_utf8(locale, kCFLocaleCountryCode);
-  CFRelease(locale);
-  if (language.empty()) return std::nullopt;
-  return system_locale(std::move(language), std::move(region));
-}
-#endif
-
 }  // namespace
 
 system_locale::system_locale(std::string language, std::string region)
@@ -97,9 +71,8 @@ system_locale system_locale::get_locale(category cat) {
     char const* value = std::getenv(name);
     if (value != nullptr && *value != '\0') return parse(value).value_or(default_locale());
   }
-#ifdef __APPLE__
-  if (auto preference = user_preference()) return *std::move(preference);
-#endif
+  if (auto preference = qx::system::preferred_locale())
+    return system_locale(std::move(preference->first), std::move(preference->second));
   return default_locale();
 }
 

@@ -10,22 +10,10 @@
 #include <system_error>
 #include <utility>
 
-#ifdef __APPLE__
-#include <crt_externs.h>
-#else
-extern char** environ;  // POSIX leaves declaring it to the program
-#endif
+#include "system.hpp"
 
 namespace foundation::core {
 namespace {
-
-char** current_environment() {
-#ifdef __APPLE__
-  return *_NSGetEnviron();
-#else
-  return environ;
-#endif
-}
 
 [[noreturn]] void fail(int error, std::string const& what, std::string const& program) {
   throw std::system_error(error, std::generic_category(), what + " \"" + program + "\"");
@@ -130,7 +118,7 @@ process::process(command const& cmd, context const& ctx) : program_(cmd.program(
   if (rc == 0) rc = configure(attributes.get(), ctx.detached_process());
   if (rc == 0) {
     rc = posix_spawn(&pid_, program_.c_str(), actions.get(), attributes.get(), argv.data(),
-                     current_environment());
+                     qx::system::environment());
   }
   if (rc != 0) {
     pid_ = -1;

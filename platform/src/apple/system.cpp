@@ -1,0 +1,71 @@
+#include "system.hpp"
+
+#include <CoreFoundation/CoreFoundation.h>
+#include <crt_externs.h>
+#include <sys/stat.h>
+#include <unistd.h>
+#include <xlocale.h>
+
+#include <array>
+#include <climits>
+
+namespace qx::system {
+namespace {
+
+std::string copy_utf8(CFLocaleRef locale, CFStringRef key) {
+  auto const value = static_cast<CFStringRef>(CFLocaleGetValue(locale, key));
+  std::array<char, 64> buffer{};
+  if (value == nullptr ||
+      !CFStringGetCString(value, buffer.data(), buffer.size(), kCFStringEncodingUTF8)) {
+    return {};
+  }
+  return buffer.data();
+}
+
+}  // namespace
+
+int status_of(int fd, file_status& status) noexcept {
+  struct stat st {};
+  if (::fstat(fd, &st) != 0) return -1;
+  status = {st.st_mode, st.st_uid, st.st_nlink, st.st_dev, st.st_ino, st.st_size};
+  return 0;
+}
+
+rlim_t file_size_limit() noexcept {
+  struct rlimit limit {};
+  return ::getrlimit(RLIMIT_FSIZE, &limit) == 0 ? limit.rlim_cur : RLIM_INFINITY;
+}
+
+// The per-user folder, which launchd gives a program as $TMPDIR; one started otherwise may
+// lack the variable.
+std::string default_temp_directory() {
+  char buffer[PATH_MAX];
+  std::size_t const n = ::confstr(_CS_DARWIN_USER_TEMP_DIR, buffer, sizeof buffer);
+  return n > 0 && n <= sizeof buffer ? std::string(buffer) : std::string("/tmp");
+}
+
+// A shared library cannot rely on `environ` there; the C library hands it out.
+char** environment() noexcept {
+  return *_NSGetEnviron();
+}
+
+// The locale chosen in System Settings, which a program started from the Finder sees
+// without any of the variables.
+std::optional<std::pair<std::string, std::string>> preferred_locale() {
+  CFLocaleRef const locale = CFLocaleCopyCurrent();
+  if (locale == nullptr) return std::nullopt;
+  std::string language = copy_utf8(locale, kCFLocaleLanguageCode);
+  std::string region = copy_utf8(locale, kCFLocaleCountryCode);
+  CFRelease(locale);
+  if (language.empty()) return std::nullopt;
+  return std::pair(std::move(language), std::move(region));
+}
+
+std::size_t format_classic_time(char* buffer, std::size_t size, char const* format,
+                                std::tm const& time) noexcept {
+  // Made once and kept for the process: strftime_l only reads it.
+  static locale_t const classic = ::newlocale(LC_ALL_MASK, "C", locale_t{});
+  return ::strftime_l(buffer, size, format, &time, classic);
+}
+
+}  // namespace qx::system

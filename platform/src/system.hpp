@@ -1,0 +1,54 @@
+#pragma once
+
+// What differs from one system to another, and nothing else: each system's source
+// (platform/src/<system>/system.cpp, chosen in platform/CMakeLists.txt) defines these, and the
+// common POSIX sources (platform/src/posix/) call them. A port to another POSIX system writes
+// one such source. Internal to the platform library.
+
+#include <sys/resource.h>
+#include <sys/types.h>
+
+#include <cstddef>
+#include <ctime>
+#include <optional>
+#include <string>
+#include <utility>
+
+namespace qx::system {
+
+/// The facts of an open file that the file streams use.
+struct file_status {
+  mode_t mode = 0;    ///< type and permission bits, as st_mode
+  uid_t owner = 0;    ///< the owning user
+  nlink_t links = 0;  ///< the number of hard links
+  dev_t device = 0;   ///< the device and
+  ino_t inode = 0;    ///< inode that identify the file
+  off_t size = 0;     ///< its size in bytes
+};
+
+/// Fills `status` for the open descriptor `fd`: 0, or -1 with errno set. Asked at every open
+/// of a log entry, so it is asked the cheapest way the system has.
+[[nodiscard]] int status_of(int fd, file_status& status) noexcept;
+
+/// The process's file-size limit (the soft RLIMIT_FSIZE): RLIM_INFINITY when there is none or
+/// it cannot be read. Asked before every write, so it is read the cheapest way the system has.
+[[nodiscard]] rlim_t file_size_limit() noexcept;
+
+/// The temporary folder when $TMPDIR gives none: the per-user folder the system keeps, or
+/// "/tmp". UTF-8.
+[[nodiscard]] std::string default_temp_directory();
+
+/// The environment a started program inherits (the process's own, as `environ` is).
+[[nodiscard]] char** environment() noexcept;
+
+/// Formats `time` by the strftime `format` in the classic ("C") locale, whatever the process's
+/// locale is: the length written into `buffer` (then NUL-terminated), 0 when the text does not
+/// fit in `size` bytes or the format gives none.
+[[nodiscard]] std::size_t format_classic_time(char* buffer, std::size_t size, char const* format,
+                                              std::tm const& time) noexcept;
+
+/// The user's language and region where the system keeps them outside the locale variables
+/// (the settings a program started from the desktop sees); nothing where it keeps none.
+[[nodiscard]] std::optional<std::pair<std::string, std::string>> preferred_locale();
+
+}  // namespace qx::system
