@@ -13,8 +13,7 @@ class FileFaults : public testing::Test {
  protected:
   void SetUp() override { script = {}; }
   [[nodiscard]] fl::filesystem::basic_ofstream<char> open_log() const {
-    return fl::filesystem::basic_ofstream<char>(
-        fl::filesystem::make_path(fl::i18n::utf8_to_ustring(log_)), std::ios::app);
+    return fl::filesystem::basic_ofstream<char>(fl::filesystem::make_path(log_), std::ios::app);
   }
   qx::test::TempDir dir_;
   std::string const log_ = dir_.file("log");

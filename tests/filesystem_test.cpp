@@ -10,7 +10,7 @@ namespace fs = fl::filesystem;
 using fl::i18n::utf8_to_ustring, fs::basic_path;
 
 basic_path path_of(std::string const& utf8) {
-  return fs::make_path(utf8_to_ustring(utf8));
+  return fs::make_path(utf8);
 }
 
 // On POSIX the native form of a path is its text.

@@ -48,8 +48,7 @@ bool validate_intval(std::string const& value) noexcept {
 }
 
 bool validate_rfile(std::string const& path) {
-  fl::filesystem::basic_path const file =
-      fl::filesystem::make_path(fl::i18n::utf8_to_ustring(path));
+  fl::filesystem::basic_path const file = fl::filesystem::make_path(path);
   if (!false_when_throwing([&file] { return fl::filesystem::exists(file); })) return false;
   fl::filesystem::basic_ifstream<char> in(file, std::ios::in | std::ios::binary | std::ios::ate);
   if (!in.is_open()) return false;

@@ -6,8 +6,7 @@
 namespace qx::tools {
 
 std::map<std::string, std::string> read_rules_file(std::string const& path) {
-  fl::filesystem::basic_ifstream<char> in(
-      fl::filesystem::make_path(fl::i18n::utf8_to_ustring(path)));
+  fl::filesystem::basic_ifstream<char> in(fl::filesystem::make_path(path));
   if (!in.is_open())
     throw RulesFileError(path + ": cannot be read: " + fl::filesystem::failure_reason(in.error()));
   install::cpputil::InputFileParser const text;

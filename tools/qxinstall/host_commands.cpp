@@ -60,7 +60,7 @@ Handler setup_sandbox(CLI::App& app) {
   app.footer("Prints yes when a qx_anchor entry sits beside the install folder, else no.");
   return [install_path] {
     if (!install_path->empty())
-      fl::filesystem::set_install_path(fl::i18n::utf8_to_ustring(*install_path));
+      fl::filesystem::set_install_path(fl::i18n::utf8_to_ustring(utf8_name(*install_path)));
     bool const sandbox = install::cpputil::SandboxWorkflowDetector().isSandboxWorkflow();
     std::cout << (sandbox ? "yes" : "no") << '\n';
     return exit_ok;

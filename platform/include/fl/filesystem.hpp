@@ -36,7 +36,10 @@ QX_PLATFORM_API bool create_directories(basic_path const& path);
 /// kinds the streams refuse: "it is a folder" (EISDIR) and "it is not a regular file" (ENXIO).
 [[nodiscard]] QX_PLATFORM_API std::string failure_reason(int error);
 
-/// The temporary folder: $TMPDIR when set and non-empty, else "/tmp"; read at every call.
+/// The temporary folder: $TMPDIR when it is set, non-empty and UTF-8, else the system's
+/// default ("/tmp", or the per-user folder macOS keeps); read at every call. A $TMPDIR that
+/// is not UTF-8 would name another folder once converted, so it counts as unset, and the
+/// trace channel "fl::filesystem" says so at level 4.
 [[nodiscard]] QX_PLATFORM_API ustring temp_directory_name();
 
 /// The install folder: the one above the folder holding the platform library's binary,
@@ -49,7 +52,9 @@ namespace detail {
 
 /// The native form of a path text; on POSIX the text itself.
 [[nodiscard]] QX_PLATFORM_API ustring make_native_form(ustring const& text, bool normalize);
-/// The parent folder of a path text ("a/b" gives "a", "/a" gives "/", "a" gives "").
+/// The parent folder of a path text, after lexical normalisation (no file system access):
+/// "a/b" gives "a", "/a" gives "/", "a" and "a/.." give "", ".." gives "../..", and "a/b/",
+/// "a/b//", "a/b/." and "a/x/../b" all give "a", as "a/b" does.
 [[nodiscard]] QX_PLATFORM_API ustring extract_parent_path(ustring const& text);
 /// `base` joined with `name` by one "/" (none added when base is empty or ends in "/").
 [[nodiscard]] QX_PLATFORM_API ustring concatenate_pathname(ustring const& base, ustring const& name,

@@ -1,6 +1,7 @@
 #pragma once
 
 #include <string>
+#include <string_view>
 #include <utility>
 
 #include "fl/i18n.hpp"
@@ -30,5 +31,9 @@ class QX_PLATFORM_API basic_path {
 /// The path of `text`: the empty path for an empty text, else the text's native form
 /// (detail::make_native_form with normalisation).
 [[nodiscard]] QX_PLATFORM_API basic_path make_path(ustring const& text);
+/// The path of a UTF-8 `text`, as make_path of its UTF-16 form (ill-formed bytes become
+/// U+FFFD, which names another file: check names with fl::i18n::is_valid_utf8 first where
+/// that matters).
+[[nodiscard]] QX_PLATFORM_API basic_path make_path(std::string_view utf8);
 
 }  // namespace fl::filesystem

@@ -1,5 +1,6 @@
 #include "file_descriptor.hpp"
 
+#include "retry.hpp"
 #include "system.hpp"
 
 #include <fcntl.h>
@@ -69,9 +70,7 @@ class file_size_signal_blocked {
 
 opened open_file(char const* name, int flags, mode_t mode, expect kind) noexcept {
   int fd = -1;
-  do {
-    fd = QX_POSIX_CALL(open(name, flags | O_NONBLOCK | O_CLOEXEC | O_NOCTTY, mode));
-  } while (fd < 0 && errno == EINTR);
+  QX_RETRY(fd, QX_POSIX_CALL(open(name, flags | O_NONBLOCK | O_CLOEXEC | O_NOCTTY, mode)));
   if (fd < 0) return {.error = errno};
   qx::system::file_status st;
   int error = qx::system::status_of(fd, st) == 0 ? refusal(st, kind) : errno;
@@ -92,18 +91,14 @@ opened open_file(char const* name, int flags, mode_t mode, expect kind) noexcept
 
 ssize_t read_some(int fd, void* data, std::size_t size) noexcept {
   ssize_t n = 0;
-  do {
-    n = QX_POSIX_CALL(read(fd, data, size));
-  } while (n < 0 && errno == EINTR);
+  QX_RETRY(n, QX_POSIX_CALL(read(fd, data, size)));
   return n;
 }
 
 int read_byte_at(int fd, off_t offset) noexcept {
   unsigned char byte = 0;
   ssize_t n = 0;
-  do {
-    n = QX_POSIX_CALL(pread(fd, &byte, 1, offset));
-  } while (n < 0 && errno == EINTR);
+  QX_RETRY(n, QX_POSIX_CALL(pread(fd, &byte, 1, offset)));
   return n == 1 ? byte : -1;
 }
 
@@ -118,9 +113,9 @@ std::size_t write_all(int fd, void const* data, std::size_t size, off_t at) noex
   auto const* p = static_cast<char const*>(data);
   std::size_t done = 0;
   while (done < size) {
-    ssize_t const n = QX_POSIX_CALL(write(fd, p + done, size - done));
+    ssize_t n = 0;
+    QX_RETRY(n, QX_POSIX_CALL(write(fd, p + done, size - done)));
     if (n < 0) {
-      if (errno == EINTR) continue;
       int const error = errno;
       if (error == EFBIG) blocked.discard_raised();
       errno = error;

@@ -14,6 +14,7 @@
 #include <vector>
 
 #include "file_descriptor.hpp"
+#include "foundation/log/diagnostic_logger.hpp"
 #include "system.hpp"
 
 namespace fl::filesystem {
@@ -23,9 +24,12 @@ bool holds_nul(ustring const& text) {
   return text.find(u'\0') != ustring::npos;
 }
 
-std::filesystem::path to_std_path(ustring const& text) {
-  return std::filesystem::path(detail::make_native_access_form_i18n(basic_path(text)));
+// The standard library's path of the name the system is given for `path`.
+std::filesystem::path system_path(basic_path const& path) {
+  return std::filesystem::path(detail::make_native_access_form_i18n(path));
 }
+
+foundation::log::basic_diagnostic_logger<char> trace_channel("fl::filesystem");
 
 struct install_path_override {
   std::mutex mutex;
@@ -41,7 +45,7 @@ install_path_override& install_override() {
 
 bool exists(basic_path const& path) {
   if (path.empty() || holds_nul(path.string())) return false;
-  return std::filesystem::exists(to_std_path(path.string()));
+  return std::filesystem::exists(system_path(path));
 }
 
 bool create_directories(basic_path const& path) {
@@ -49,7 +53,7 @@ bool create_directories(basic_path const& path) {
     throw std::filesystem::filesystem_error("cannot create a folder whose name holds NUL",
                                             std::make_error_code(std::errc::invalid_argument));
   }
-  return std::filesystem::create_directories(to_std_path(path.string()));
+  return std::filesystem::create_directories(system_path(path));
 }
 
 bool others_can_write(basic_path const& folder) {
@@ -68,7 +72,11 @@ std::string failure_reason(int error) {
 
 ustring temp_directory_name() {
   char const* tmpdir = std::getenv("TMPDIR");
-  if (tmpdir != nullptr && *tmpdir != '\0') return i18n::utf8_to_ustring(tmpdir);
+  if (tmpdir != nullptr && *tmpdir != '\0') {
+    if (i18n::is_valid_utf8(tmpdir)) return i18n::utf8_to_ustring(tmpdir);
+    FL_TRACE(trace_channel, foundation::log::info_level,
+             "TMPDIR is not UTF-8 and is not used: ", i18n::utf8_to_ustring(tmpdir));
+  }
   return i18n::utf8_to_ustring(qx::system::default_temp_directory());
 }
 
@@ -91,6 +99,12 @@ basic_path make_path(ustring const& text) {
   return text.empty() ? basic_path() : basic_path(detail::make_native_form(text, true));
 }
 
+basic_path make_path(std::string_view utf8) {
+  ustring text;
+  i18n::append_utf16(text, utf8);
+  return make_path(text);
+}
+
 void set_install_path(ustring path) {
   auto& state = install_override();
   std::lock_guard lock(state.mutex);
@@ -104,7 +118,11 @@ ustring make_native_form(ustring const& text, bool /*normalize*/) {
 }
 
 ustring extract_parent_path(ustring const& text) {
-  return i18n::utf8_to_ustring(to_std_path(text).parent_path().string());
+  std::filesystem::path normal = system_path(basic_path(text)).lexically_normal();
+  if (!normal.has_filename() && normal.has_relative_path()) normal = normal.parent_path();
+  // What is left of ".." steps ("..", "../..") has its parent one step further up.
+  if (normal.filename() == "..") return i18n::utf8_to_ustring((normal / "..").string());
+  return i18n::utf8_to_ustring(normal.parent_path().string());
 }
 
 ustring concatenate_pathname(ustring const& base, ustring const& name, bool /*normalize*/) {

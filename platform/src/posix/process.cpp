@@ -10,6 +10,7 @@
 #include <system_error>
 #include <utility>
 
+#include "retry.hpp"
 #include "system.hpp"
 
 namespace foundation::core {
@@ -71,6 +72,13 @@ int configure(posix_spawnattr_t* attributes, bool detached) {
   return posix_spawnattr_setsigdefault(attributes, &defaults);
 }
 
+// Waits for the child `pid` to end: its pid with `raw` its wait status, or -1 with errno.
+pid_t wait_for(pid_t pid, int& raw) noexcept {
+  pid_t rc = 0;
+  QX_RETRY(rc, waitpid(pid, &raw, 0));
+  return rc;
+}
+
 bool holds_nul(std::string const& text) {
   return text.find('\0') != std::string::npos;
 }
@@ -117,8 +125,8 @@ process::process(command const& cmd, context const& ctx) : program_(cmd.program(
   if (rc == 0) rc = redirect(actions.get(), STDERR_FILENO, ctx.std_err());
   if (rc == 0) rc = configure(attributes.get(), ctx.detached_process());
   if (rc == 0) {
-    rc = posix_spawn(&pid_, program_.c_str(), actions.get(), attributes.get(), argv.data(),
-                     qx::system::environment());
+    QX_RETRY_ERROR_NUMBER(rc, posix_spawn(&pid_, program_.c_str(), actions.get(), attributes.get(),
+                                          argv.data(), qx::system::environment()));
   }
   if (rc != 0) {
     pid_ = -1;
@@ -153,10 +161,7 @@ int process::exit_status() {
   if (pid_ < 0) throw std::logic_error("process: no child to wait for");
   if (!waited_) {
     int raw = 0;
-    pid_t rc = 0;
-    do {
-      rc = waitpid(pid_, &raw, 0);
-    } while (rc < 0 && errno == EINTR);
+    pid_t const rc = wait_for(pid_, raw);
     waited_ = true;
     if (rc < 0) {
       wait_error_ = errno;
@@ -175,8 +180,7 @@ int process::exit_status() {
 void process::reap_quietly() noexcept {
   if (pid_ < 0 || waited_) return;
   int raw = 0;
-  while (waitpid(pid_, &raw, 0) < 0 && errno == EINTR) {
-  }
+  static_cast<void>(wait_for(pid_, raw));
   waited_ = true;
 }
 
