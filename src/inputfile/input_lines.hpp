@@ -64,12 +64,9 @@ template <class OnLine>
 [[nodiscard]] int read_lines(ustring const& fileName, OnLine&& line) {
   fl::filesystem::basic_path const path = fl::filesystem::make_path(fileName);
   if (!fl::filesystem::exists(path)) throw std::runtime_error("input file does not exist!");
-  fl::filesystem::basic_ifstream<char> in(path, std::ios_base::in);
-  if (!in.is_open()) return in.error();
-  for (std::string text; std::getline(in, text);) line(std::string_view(text));
-  int const error = in.error();
-  in.close();
-  return error;
+  fl::filesystem::line_reader lines(path);
+  for (std::string text; lines.next(text);) line(std::string_view(text));
+  return lines.error();
 }
 
 }  // namespace install::cpputil::input_lines

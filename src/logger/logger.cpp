@@ -295,11 +295,11 @@ void append_framed(ustring const& file, Copy&& copy) {
   std::string const name = fl::i18n::ustring_to_utf8(file);
   std::string entry = "Content of the file " + name + "\n";
   std::size_t const body = entry.size();
-  fl::filesystem::basic_ifstream<char> input(path);
+  fl::filesystem::line_reader input(path);
   if (!input.is_open())
     throw_with_reason("append_file: Cannot open file.", system_reason(input.error()));
   std::string line;
-  for (bool first = true; std::getline(input, line); first = false) {
+  for (bool first = true; input.next(line); first = false) {
     if (char const* const withheld = copy(entry, line, first)) {
       entry.resize(body);
       entry += withheld;
@@ -308,7 +308,6 @@ void append_framed(ustring const& file, Copy&& copy) {
     }
     entry.push_back('\n');
   }
-  input.close();
   if (trace_channel.is_enabled(info_level)) {
     std::string_view lines = std::string_view(entry).substr(body);
     for (auto end = lines.find('\n'); end != std::string_view::npos; end = lines.find('\n')) {

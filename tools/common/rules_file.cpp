@@ -6,13 +6,13 @@
 namespace qx::tools {
 
 std::map<std::string, std::string> read_rules_file(std::string const& path) {
-  fl::filesystem::basic_ifstream<char> in(fl::filesystem::make_path(path));
+  fl::filesystem::line_reader in(fl::filesystem::make_path(path));
   if (!in.is_open())
     throw RulesFileError(path + ": cannot be read: " + fl::filesystem::failure_reason(in.error()));
   install::cpputil::InputFileParser const text;
   std::map<std::string, std::string> rules;
   std::string line;
-  for (int number = 1; std::getline(in, line); ++number) {
+  for (int number = 1; in.next(line); ++number) {
     if (number == 1 && line.starts_with("\xEF\xBB\xBF")) line.erase(0, 3);  // a UTF-8 mark
     line = text.trim(line);
     if (!shouldAppend(line)) continue;

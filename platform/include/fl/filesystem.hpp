@@ -148,4 +148,25 @@ class QX_PLATFORM_API basic_ifstream<char> : public std::istream {
   std::unique_ptr<detail::file_buffer> buf_;
 };
 
+/// The lines of a regular file, one after the other: the one way the library and its tools
+/// read a text file by lines. Lines are split at line feeds and handed over without them; a
+/// carriage return stays part of its line; a last line without a line feed is a line too.
+class QX_PLATFORM_API line_reader {
+ public:
+  /// Opens `path` as basic_ifstream does (only a regular file opens; nothing blocks).
+  explicit line_reader(basic_path const& path);
+
+  /// Puts the next line into `line` and returns true; false at the end of the file, after a
+  /// read that failed, and when the file did not open.
+  bool next(std::string& line);
+  /// True when the file opened.
+  [[nodiscard]] bool is_open() const noexcept;
+  /// The errno of the open or of a read that failed, as basic_ifstream::error gives it; 0
+  /// while nothing failed (the end of the file is no failure).
+  [[nodiscard]] int error() const noexcept;
+
+ private:
+  basic_ifstream<char> in_;
+};
+
 }  // namespace fl::filesystem

@@ -352,4 +352,18 @@ int basic_ifstream<char>::error() const noexcept {
   return buf_->error();
 }
 
+line_reader::line_reader(basic_path const& path) : in_(path) {}
+
+bool line_reader::next(std::string& line) {
+  return static_cast<bool>(std::getline(in_, line));
+}
+
+bool line_reader::is_open() const noexcept {
+  return in_.is_open();
+}
+
+int line_reader::error() const noexcept {
+  return in_.error();
+}
+
 }  // namespace fl::filesystem
