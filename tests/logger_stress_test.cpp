@@ -53,18 +53,19 @@ void expect_each_entry_once(std::vector<std::string> const& files, int writers, 
   EXPECT_EQ(seen.size(), static_cast<std::size_t>(writers) * entries);
 }
 
-// Loggers switch between a, b and none (the default log) while the interrupt flag flips and
-// is polled: every entry still lands whole in exactly one file.
+// Loggers come and go in two threads, between a, b and none (the default log), while the
+// interrupt flag flips and is polled: every entry still lands whole in exactly one file.
 TEST(LoggerStress, ThreadsAppendWhileLoggersComeAndGo) {
   int const writers = 8, entries = scaled(20000);
   qx::test::TempDir const dir;
   qx::test::ScopedEnv const tmpdir("TMPDIR", dir.path().c_str());
   std::atomic<bool> stop{false};
   std::vector<std::jthread> threads;
-  threads.emplace_back([&] {
-    for (int i = 0; !stop; ++i, std::this_thread::sleep_for(std::chrono::microseconds(200)))
-      if (i % 3 != 2) logger::Logger const log(dir.file(i % 3 == 0 ? "a.log" : "b.log"));
-  });
+  for (int churner = 0; churner < 2; ++churner)  // two, so that destructors meet
+    threads.emplace_back([&, churner] {
+      for (int i = churner; !stop; ++i, std::this_thread::sleep_for(std::chrono::microseconds(200)))
+        if (i % 3 != 2) logger::Logger const log(dir.file(i % 3 == 0 ? "a.log" : "b.log"));
+    });
   threads.emplace_back([&] {
     for (; !stop; interrupt::detail::unset()) interrupt::set();
   });

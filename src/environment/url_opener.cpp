@@ -94,13 +94,11 @@ bool URLOpener::isAllowedUrl(std::string const& url) {
 bool URLOpener::openUrl(ustring const& url) const {
   return false_when_throwing([&] {
     int status = no_status;
-    try {
-      status = openUrlInSystemBrowser(url);
-    } catch (std::exception const& error) {
-      char const* const text = error.what();
-      logger::append_message(fl::i18n::to_ustring(text != nullptr ? text : ""));
-    } catch (...) {  // a failed launch all the same, with no text to log
-    }
+    // A launch that throws failed all the same; only a standard exception has a text to log.
+    detail::swallow([&] { status = openUrlInSystemBrowser(url); },
+                    [](char const* text) {
+                      if (text != nullptr) logger::append_message(fl::i18n::to_ustring(text));
+                    });
     if (status == 0) return true;
     logger::append_message(fl::i18n::to_ustring(unable_to_open(url, status)));
     return false;

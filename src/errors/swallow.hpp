@@ -4,10 +4,9 @@
 
 namespace install::cpputil::detail {
 
-/// Runs `call` and hands the text of whatever it throws to `report` ("an exception of unknown
-/// type" for one not derived from std::exception): how the library swallows what a call that
-/// must not fail cannot handle. What `report` itself throws passes. Each caller says what can
-/// reach it.
+/// Runs `call` and hands the text of whatever it throws to `report` (nullptr for an exception
+/// not derived from std::exception): how the library swallows what a call that must not fail
+/// cannot handle. What `report` itself throws passes. Each caller says what can reach it.
 template <class Call, class Report>
 void swallow(Call&& call, Report&& report) {
   try {
@@ -15,7 +14,7 @@ void swallow(Call&& call, Report&& report) {
   } catch (std::exception const& error) {
     report(error.what());
   } catch (...) {
-    report("an exception of unknown type");
+    report(static_cast<char const*>(nullptr));
   }
 }
 

@@ -54,19 +54,26 @@ bool has_destination() {
   return !destination_file.empty();
 }
 
-// Clears the destination and remembers it as the last one (the Logger's destructor).
+// Clears the destination and remembers it as the last one (the Logger's destructor). Both
+// paths change under log_mutex: two Loggers may be destroyed at once on two threads. The
+// trace lines show the copies taken under it.
 void clear_destination() {
-  basic_path const current = copy_destination();
+  std::unique_lock lock(log_mutex);
+  basic_path const current = destination_file;
   if (current.empty()) {
-    FL_TRACE(trace_channel, info_level, "no destination, keep last \"", last_destination_file,
-             "\"");
+    basic_path const last = last_destination_file;
+    lock.unlock();
+    FL_TRACE(trace_channel, info_level, "no destination, keep last \"", last, "\"");
     return;
   }
+  lock.unlock();
   FL_TRACE(trace_channel, debug_level, "flush destination");
+  lock.lock();
   last_destination_file = current;
-  FL_TRACE(trace_channel, info_level, " last_destination_file.string()=", last_destination_file);
+  lock.unlock();
+  FL_TRACE(trace_channel, info_level, " last_destination_file.string()=", current);
   FL_TRACE(trace_channel, debug_level, "unset destination");
-  std::lock_guard lock(log_mutex);
+  lock.lock();
   destination_file = basic_path();
 }
 
@@ -209,8 +216,8 @@ void report(WriteFailure const& failure) {
   } const reset;
   cpputil::detail::swallow([&] { (*handler)(failure); },
                            [](char const* what) {
-                             FL_TRACE(trace_channel, info_level,
-                                      "write failure handler threw: ", what);
+                             FL_TRACE(trace_channel, info_level, "write failure handler threw: ",
+                                      what != nullptr ? what : "an exception of unknown type");
                            });
 }
 
