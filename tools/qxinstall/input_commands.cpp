@@ -8,6 +8,7 @@
 #include "cli.hpp"
 #include "diagnostic_text.hpp"
 #include "install/cpputil/input_file_diagnostics.hpp"
+#include "install/cpputil/validation.hpp"
 #include "property_map_text.hpp"
 
 namespace qx::cli {
@@ -35,6 +36,17 @@ Handler setup_parse(CLI::App& app) {
   };
 }
 
+// The rules part of check's help, from the kinds the validator checks.
+std::string rule_kinds_help() {
+  std::string help = "Rules, one \"key = rule\" per line; a rule of another kind accepts anything:";
+  for (auto const& kind : install::cpputil::validation_rule_kinds()) {
+    std::string const usage = kind.name + (kind.takes_values ? ":VALUE,..." : "");
+    help += "\n  " + usage + std::string(usage.size() < 18 ? 18 - usage.size() : 1, ' ') +
+            kind.accepts + (kind.takes_values ? "VALUE, ..." : "");
+  }
+  return help;
+}
+
 Handler setup_check(CLI::App& app) {
   struct Options {
     std::string file;
@@ -52,8 +64,8 @@ Handler setup_check(CLI::App& app) {
       "Prints every line the parser ignores or reads surprisingly, and with --rules every value\n"
       "that fails its rule, as FILE:LINE:COLUMN: severity: message [code], then a summary\n"
       "(LINE 0: the whole file; COLUMN: the byte where the fault begins, 0: the whole line).\n"
-      "Rules: strval:a,b,... (one of the values), boolval, intval, rfile (a non-empty file).\n"
-      "Exits 1 when there are errors (with --strict, warnings too), 0 otherwise.");
+      "Exits 1 when there are errors (with --strict, warnings too), 0 otherwise.\n" +
+      rule_kinds_help());
   return [options] {
     auto const report = check_input_file(options->file, read_rules(options->rules));
     options->json ? tools::write_diagnostics_json(std::cout, report.diagnostics)
