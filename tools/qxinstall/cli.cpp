@@ -33,9 +33,10 @@ std::string text_of(std::exception const& error) {
 
 install::cpputil::InputFileReport check_input_file(
     std::string const& path, std::map<std::string, std::string> const& rules) {
+  ustring const name = fl::i18n::utf8_to_ustring(utf8_name(path));
   install::cpputil::InputFileReport report;
   try {
-    report = install::cpputil::checkInputFile(fl::i18n::utf8_to_ustring(utf8_name(path)), rules);
+    report = install::cpputil::checkInputFile(name, rules);
   } catch (std::exception const& error) {
     throw CommandError(tools::excerpt(path) + ": " + text_of(error), exit_usage);
   }
