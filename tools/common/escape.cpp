@@ -36,30 +36,39 @@ void append_code(std::string& out, char const* format, unsigned value) {
   return end - at;
 }
 
+// Appends well-formed UTF-8 `text` to `out`: runs that need no escape in one piece, and each
+// control character (C0, DEL, C1) or byte of `also` through `escape`, given its code point.
+template <class Escape>
+void append_with(std::string& out, std::string_view text, std::string_view also, Escape escape) {
+  for (std::size_t i = 0; i < text.size(); ++i) {
+    std::size_t const plain = plain_length(text, i, also);
+    out.append(text, i, plain);
+    if ((i += plain) == text.size()) break;
+    if (is_c1(text, i)) {
+      escape(static_cast<unsigned char>(text[++i]));  // U+0080 to U+009F: the second byte
+    } else if (static_cast<unsigned char>(text[i]) == 0xC2) {
+      out.push_back(text[i]);  // the first byte of another character
+    } else {
+      escape(static_cast<unsigned char>(text[i]));
+    }
+  }
+}
+
 }  // namespace
 
 void append_escaped(std::string& out, std::string_view text, std::string_view also) {
   while (!text.empty()) {
     std::size_t const valid = fl::i18n::valid_utf8_length(text);
-    std::string_view const run = text.substr(0, valid);
-    for (std::size_t i = 0; i < run.size(); ++i) {
-      std::size_t const plain = plain_length(run, i, also);
-      out.append(run, i, plain);
-      if ((i += plain) == run.size()) break;
-      char const c = run[i];
-      auto const byte = static_cast<unsigned char>(c);
-      if (byte < 0x80 && also.find(c) != std::string_view::npos) {
+    append_with(out, text.substr(0, valid), also, [&out, also](unsigned code) {
+      char const c = static_cast<char>(code);
+      if (code < 0x80 && also.find(c) != std::string_view::npos) {
         out += {'\\', c};
       } else if (c == '\t' || c == '\n' || c == '\r') {
         out += {'\\', c == '\t' ? 't' : c == '\n' ? 'n' : 'r'};
-      } else if (byte < 0x20 || byte == 0x7F) {
-        append_code(out, "\\x%02X", byte);
-      } else if (is_c1(run, i)) {
-        append_code(out, "\\u%04X", static_cast<unsigned char>(run[++i]));
       } else {
-        out.push_back(c);
+        append_code(out, code < 0x80 ? "\\x%02X" : "\\u%04X", code);
       }
-    }
+    });
     if (valid == text.size()) return;
     append_code(out, "\\x%02X", static_cast<unsigned char>(text[valid]));
     text.remove_prefix(valid + 1);
@@ -90,23 +99,13 @@ void append_json_string(std::string& out, std::string_view utf8) {
     return;
   }
   out.push_back('"');
-  for (std::size_t i = 0; i < utf8.size(); ++i) {
-    std::size_t const plain = plain_length(utf8, i, "\"\\");
-    out.append(utf8, i, plain);
-    if ((i += plain) == utf8.size()) break;
-    char const c = utf8[i];
-    auto const byte = static_cast<unsigned char>(c);
-    std::size_t const named = std::string_view("\"\\\b\f\n\r\t").find(c);
-    if (named != std::string_view::npos) {
+  append_with(out, utf8, "\"\\", [&out](unsigned code) {
+    std::size_t const named = std::string_view("\"\\\b\f\n\r\t").find(static_cast<char>(code));
+    if (named != std::string_view::npos)
       out += {'\\', "\"\\bfnrt"[named]};
-    } else if (byte < 0x20 || byte == 0x7F) {
-      append_code(out, "\\u%04x", byte);
-    } else if (is_c1(utf8, i)) {
-      append_code(out, "\\u%04x", static_cast<unsigned char>(utf8[++i]));
-    } else {
-      out.push_back(c);
-    }
-  }
+    else
+      append_code(out, "\\u%04x", code);
+  });
   out.push_back('"');
 }
 
