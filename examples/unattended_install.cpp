@@ -17,6 +17,8 @@
 #include <variant>
 #include <vector>
 
+#include "diagnostic_text.hpp"
+#include "escape.hpp"
 #include "install/cpputil.hpp"
 #include "property_map_text.hpp"
 #include "rules_file.hpp"
@@ -94,9 +96,8 @@ int walk(std::filesystem::path const& input, std::filesystem::path const& rules_
     say("checkInputFile() read it again with diagnostics: " +
         std::to_string(report.diagnostics.size()) + " findings, such as:");
     for (std::size_t i = 0; i < report.diagnostics.size() && i < 3; ++i) {
-      auto const& found = report.diagnostics[i];
-      say("  line " + std::to_string(found.line) + ": " + cpputil::toString(found.severity) + ": " +
-          found.message + " [" + found.code + "]");
+      say("  " + qx::tools::escaped(input.filename().string()) + ':' +
+          qx::tools::diagnostic_text(report.diagnostics[i]));
     }
 
     heading("3. Validate the answers");

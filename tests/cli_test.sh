@@ -45,10 +45,11 @@ check_log() {
   contains logs/install.log $'Password = ********\r\nproduct.Password_Safe\nlicence=********\nEnd of'
   ! grep -qE 'hunter2|AB-12' logs/install.log || fail "a redacted value reached the log"
 }
-check_usage() { # a command's help must never pass for its success
-  local command
-  for command in parse check template rewrite version-compare sort-products url-allowed open \
-    locale sandbox log log-file; do
+check_usage() { # a command's help must never pass for its success, whatever the command
+  local command commands
+  commands=$("$qx" --help | sed -n '/^Subcommands:$/,/^$/s/^  \([a-z-]*\) .*/\1/p')
+  [[ $(wc -w <<<"$commands") -ge 12 ]] || fail "--help lists only [$commands]"
+  for command in $commands; do
     "$qx" "$command" --help >help.txt 2>&1
     [[ $? == 2 ]] || fail "$command --help did not exit 2"
     contains help.txt "Usage: qxinstall $command"
@@ -59,6 +60,7 @@ check_usage() { # a command's help must never pass for its success
   contains help.txt 'Exit status: 0 success, 1 a check failed, 2 a usage or input error.'
 }
 
+setup_check() { printf 'mode silent\n' >$'two\nlines.txt'; } # what git would hold awkwardly
 setup_write() { cp "$(dirname "$table")/../../examples/rules.txt" readme-rules.txt; }
 check_write() { # the template checks clean with its rules; the canonical form reads back equal
   "$qx" template --rules readme-rules.txt >template.txt || fail "template exited $?"
@@ -83,6 +85,11 @@ check_hostile() {
   expect 2 'File name too long' "$qx" parse "$(printf 'x%.0s' {1..5000})"
   expect 2 'write error: No space left on device' sh -c '"$0" parse in.txt >/dev/full' "$qx"
   expect 2 'write error: Bad file descriptor' sh -c '"$0" parse in.txt >&-' "$qx"
+  seq -f 'key%g=value' 1 20000 >k.txt # more than one buffer and a pipe's capacity: the real reason
+  expect 2 'write error: No space left on device' sh -c '"$0" parse k.txt >/dev/full' "$qx"
+  expect 2 'write error: Broken pipe' bash -c 'trap "" PIPE; "$0" parse k.txt | true; exit ${PIPESTATUS[0]}' "$qx"
+  expect 2 '... (100000 bytes)' "$qx" version-compare "$(printf '.%.0s' {1..100000})" 1
+  (($(wc -c <"$work/stderr") < 400)) || fail "an echoed argument took $(wc -c <"$work/stderr") bytes"
   ln -s in.txt "$TMPDIR/quillford_$(id -un).log" # a planted default log is refused
   expect 1 'the entry was dropped: Too many levels of symbolic links' "$qx" log planted
   seq 0 79999 | awk '{ print "k" $1 "=v" $1 }' >keys.txt

@@ -1,14 +1,13 @@
 #include "install/cpputil/input_file_diagnostics.hpp"
 
+#include "diagnostic_text.hpp"
 #include "support/support.hpp"
 
 using namespace install::cpputil;
 
 std::string render(std::vector<InputFileDiagnostic> const& found) {
   std::string out;
-  for (auto const& d : found)
-    out += (out.empty() ? "" : "|") + std::to_string(d.line) + ":" + std::to_string(d.column) +
-           " " + toString(d.severity) + " " + d.code + ": " + d.message;
+  for (auto const& d : found) out += (out.empty() ? "" : "|") + qx::tools::diagnostic_text(d);
   return out;
 }
 

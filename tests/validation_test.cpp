@@ -57,3 +57,13 @@ TEST_F(FileRule, AFailureLogsTwoLinesThenThrowsRuntimeError) {
                 "' does not exist or it's empty\n(T) Error reading file " + empty_ +
                 "\n(T) File '" + empty_ + "' does not exist or it's empty\n");
 }
+
+// Each kind listed for help texts is one validate_arg checks: a path that is missing fails all.
+TEST_F(FileRule, EveryListedKindIsChecked) {
+  logger::Logger const scope(log_);
+  auto const kinds = validation_rule_kinds();
+  EXPECT_FALSE(kinds.empty());
+  for (auto const& kind : kinds)
+    EXPECT_ANY_THROW(validate_arg("k", missing_, kind.name + (kind.takes_values ? ":a" : "")))
+        << kind.name << " accepts " << kind.accepts;
+}

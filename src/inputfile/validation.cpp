@@ -73,6 +73,13 @@ void validate_arg(std::string const& key, std::string const& value, std::string 
   throw std::invalid_argument(message);
 }
 
+std::vector<ValidationRuleKind> validation_rule_kinds() {
+  std::vector<ValidationRuleKind> kinds;
+  for (rule_kinds::rule_kind const& row : rule_kinds::kinds)
+    kinds.push_back({std::string(row.name), std::string(row.description), row.names_values});
+  return kinds;
+}
+
 void validate_args(std::map<std::string, std::string> const& args,
                    std::map<std::string, std::string> const& rules) {
   for (auto const& [key, value] : args) {

@@ -1,5 +1,6 @@
 #include "rules_file.hpp"
 
+#include "escape.hpp"
 #include "fl/filesystem.hpp"
 #include "install/cpputil/input_file_parser.hpp"
 
@@ -8,7 +9,8 @@ namespace qx::tools {
 std::map<std::string, std::string> read_rules_file(std::string const& path) {
   fl::filesystem::line_reader in(fl::filesystem::make_path(path));
   if (!in.is_open())
-    throw RulesFileError(path + ": cannot be read: " + fl::filesystem::failure_reason(in.error()));
+    throw RulesFileError(excerpt(path) +
+                         ": cannot be read: " + fl::filesystem::failure_reason(in.error()));
   install::cpputil::InputFileParser const text;
   std::map<std::string, std::string> rules;
   std::string line;
@@ -20,14 +22,14 @@ std::map<std::string, std::string> read_rules_file(std::string const& path) {
     std::string const key =
         equals == std::string::npos ? std::string() : text.trim(line.substr(0, equals));
     if (key.empty()) {
-      throw RulesFileError(path + ":" + std::to_string(number) + ": expected key=rule, found \"" +
-                           line + "\"");
+      throw RulesFileError(excerpt(path) + ":" + std::to_string(number) +
+                           ": expected key=rule, found \"" + excerpt(line) + "\"");
     }
     rules[key] = text.trim(line.substr(equals + 1));
   }
   if (in.error() != 0)
-    throw RulesFileError(
-        path + ": cannot be read to its end: " + fl::filesystem::failure_reason(in.error()));
+    throw RulesFileError(excerpt(path) + ": cannot be read to its end: " +
+                         fl::filesystem::failure_reason(in.error()));
   return rules;
 }
 

@@ -17,7 +17,7 @@ class RulesFileError : public std::runtime_error {
 /// as in an input file. Keys keep their case: validate_args compares them exactly with the
 /// input file's lower-cased keys, so a key such as "Port" never matches there, and
 /// checkInputFile reports it rather than the tool hiding it. Throws RulesFileError naming the
-/// file (and the line).
+/// file (and the line), each shown as an excerpt.
 [[nodiscard]] std::map<std::string, std::string> read_rules_file(std::string const& path);
 
 }  // namespace qx::tools

@@ -3,6 +3,7 @@
 #include <system_error>
 #include <utility>
 
+#include "escape.hpp"
 #include "fl/filesystem.hpp"
 #include "rules_file.hpp"
 
@@ -10,14 +11,12 @@ namespace qx::cli {
 
 std::string const& utf8_name(std::string const& path) {
   if (!fl::i18n::is_valid_utf8(path))
-    throw CommandError(
-        fl::i18n::ustring_to_utf8(fl::i18n::utf8_to_ustring(path)) + ": the name is not UTF-8",
-        exit_usage);
+    throw CommandError(tools::excerpt(path) + ": the name is not UTF-8", exit_usage);
   return path;
 }
 
 std::string in_quotes(std::string_view text) {
-  return "\"" + std::string(text) + "\"";
+  return "\"" + tools::excerpt(text) + "\"";
 }
 
 std::string text_of(std::exception const& error) {
@@ -34,15 +33,16 @@ std::string text_of(std::exception const& error) {
 
 install::cpputil::InputFileReport check_input_file(
     std::string const& path, std::map<std::string, std::string> const& rules) {
+  ustring const name = fl::i18n::utf8_to_ustring(utf8_name(path));
   install::cpputil::InputFileReport report;
   try {
-    report = install::cpputil::checkInputFile(fl::i18n::utf8_to_ustring(utf8_name(path)), rules);
+    report = install::cpputil::checkInputFile(name, rules);
   } catch (std::exception const& error) {
-    throw CommandError(path + ": " + text_of(error), exit_usage);
+    throw CommandError(tools::excerpt(path) + ": " + text_of(error), exit_usage);
   }
   for (auto const& found : report.diagnostics) {
     if (found.code == "unreadable-file")
-      throw CommandError(path + ": " + found.message, exit_usage);
+      throw CommandError(tools::excerpt(path) + ": " + found.message, exit_usage);
   }
   return report;
 }

@@ -57,11 +57,12 @@ struct Command {
 [[nodiscard]] std::vector<Command> ordering_commands();
 [[nodiscard]] std::vector<Command> writer_commands();
 
-/// `text` in double quotes.
+/// An argument as an error message echoes it: its excerpt (escaped, cut) in double quotes.
 [[nodiscard]] std::string in_quotes(std::string_view text);
 
 /// `path`, or CommandError (exit 2) when it is not UTF-8: the library takes UTF-16 names, and
-/// replacing the bad bytes by U+FFFD could name another file.
+/// replacing the bad bytes by U+FFFD could name another file. The message shows the bad bytes
+/// as \xHH, for the same reason.
 std::string const& utf8_name(std::string const& path);
 
 /// `error`'s text, then the system's reason in parentheses when the library nested one in it.

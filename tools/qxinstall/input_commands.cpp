@@ -2,14 +2,13 @@
 #include <CLI/CLI.hpp>
 #include <algorithm>
 #include <iostream>
-#include <map>
 #include <memory>
-#include <variant>
+#include <string>
 
-#include <nlohmann/json.hpp>
 #include "cli.hpp"
-
+#include "diagnostic_text.hpp"
 #include "install/cpputil/input_file_diagnostics.hpp"
+#include "install/cpputil/validation.hpp"
 #include "property_map_text.hpp"
 
 namespace qx::cli {
@@ -25,7 +24,11 @@ Handler setup_parse(CLI::App& app) {
   auto options = std::make_shared<Options>();
   app.add_option("FILE", options->file, "installer input file")->required();
   app.add_flag("--json", options->json, "print a JSON object instead of key=value lines");
-  app.footer("Single values print as key=value, list entries as key[]=entry, in map order.");
+  app.footer(
+      "Single values print as key=value, list entries as key[]=entry, one per line, in map\n"
+      "order. In keys and values a backslash prints as \\\\ and a control character as \\t,\n"
+      "\\n, \\r, \\xHH or \\u00HH; in keys '[', ']' and '=' print as \\[, \\] and \\=, so the\n"
+      "first '=' without a backslash ends the key.");
   return [options] {
     auto const map = check_input_file(options->file).properties;
     options->json ? tools::write_json(std::cout, map) : tools::write_text(std::cout, map);
@@ -33,33 +36,15 @@ Handler setup_parse(CLI::App& app) {
   };
 }
 
-void print_text(std::string const& file, install::cpputil::InputFileReport const& report) {
-  int counts[3] = {};
-  for (auto const& found : report.diagnostics) {
-    ++counts[static_cast<int>(found.severity)];
-    std::cout << file << ':' << found.line << ':' << found.column << ": "
-              << install::cpputil::toString(found.severity) << ": " << found.message << " ["
-              << found.code << "]\n";
+// The rules part of check's help, from the kinds the validator checks.
+std::string rule_kinds_help() {
+  std::string help = "Rules, one \"key = rule\" per line; a rule of another kind accepts anything:";
+  for (auto const& kind : install::cpputil::validation_rule_kinds()) {
+    std::string const usage = kind.name + (kind.takes_values ? ":VALUE,..." : "");
+    help += "\n  " + usage + std::string(usage.size() < 18 ? 18 - usage.size() : 1, ' ') +
+            kind.accepts + (kind.takes_values ? "VALUE, ..." : "");
   }
-  auto const counted = [&counts](DiagnosticSeverity severity, std::string const& word) {
-    int const n = counts[static_cast<int>(severity)];
-    return std::to_string(n) + " " + word + (n == 1 ? "" : "s");
-  };
-  std::cout << counted(DiagnosticSeverity::error, "error") << ", "
-            << counted(DiagnosticSeverity::warning, "warning") << ", "
-            << counted(DiagnosticSeverity::note, "note") << '\n';
-}
-
-void print_json(install::cpputil::InputFileReport const& report) {
-  auto diagnostics = nlohmann::ordered_json::array();
-  for (auto const& found : report.diagnostics)
-    diagnostics.push_back({{"line", found.line},
-                           {"column", found.column},
-                           {"severity", install::cpputil::toString(found.severity)},
-                           {"code", found.code},
-                           {"message", found.message}});
-  std::cout << diagnostics.dump(2, ' ', false, nlohmann::ordered_json::error_handler_t::replace)
-            << '\n';
+  return help;
 }
 
 Handler setup_check(CLI::App& app) {
@@ -79,11 +64,12 @@ Handler setup_check(CLI::App& app) {
       "Prints every line the parser ignores or reads surprisingly, and with --rules every value\n"
       "that fails its rule, as FILE:LINE:COLUMN: severity: message [code], then a summary\n"
       "(LINE 0: the whole file; COLUMN: the byte where the fault begins, 0: the whole line).\n"
-      "Rules: strval:a,b,... (one of the values), boolval, intval, rfile (a non-empty file).\n"
-      "Exits 1 when there are errors (with --strict, warnings too), 0 otherwise.");
+      "Exits 1 when there are errors (with --strict, warnings too), 0 otherwise.\n" +
+      rule_kinds_help());
   return [options] {
     auto const report = check_input_file(options->file, read_rules(options->rules));
-    options->json ? print_json(report) : print_text(options->file, report);
+    options->json ? tools::write_diagnostics_json(std::cout, report.diagnostics)
+                  : tools::write_diagnostics_text(std::cout, options->file, report.diagnostics);
     bool const failed = std::any_of(
         report.diagnostics.begin(), report.diagnostics.end(), [&options](auto const& found) {
           return found.severity == DiagnosticSeverity::error ||

@@ -3,6 +3,7 @@
 #include <memory>
 
 #include "cli.hpp"
+#include "escape.hpp"
 #include "fl/filesystem.hpp"
 
 namespace qx::cli {
@@ -71,7 +72,7 @@ Handler setup_log_file(CLI::App& app) {
           logger::append_file_redacted(fl::i18n::utf8_to_ustring(options->file), options->redact);
         }
       } catch (std::runtime_error const& error) {
-        throw CommandError(options->file + ": " + text_of(error), exit_usage);
+        throw CommandError(tools::excerpt(options->file) + ": " + text_of(error), exit_usage);
       }
     });
     return exit_ok;

@@ -4,6 +4,7 @@
 #include <memory>
 
 #include "cli.hpp"
+#include "escape.hpp"
 #include "install/cpputil/product_ordering.hpp"
 #include "install/cpputil/version_comparator.hpp"
 
@@ -44,12 +45,19 @@ Handler setup_version_compare(CLI::App& app) {
 Handler setup_sort_products(CLI::App& app) {
   auto names = std::make_shared<std::vector<std::string>>();
   app.add_option("NAME", *names, "product names");
+  app.footer(
+      "Prints one name per line; a backslash prints as \\\\, a control character as in parse.");
   return [names] {
     std::vector<ustring> products;
     products.reserve(names->size());
     for (std::string const& name : *names) products.push_back(utf8_to_ustring(name));
     install::cpputil::sortProductsInKESTRAbeticalOrder(products);
-    for (ustring const& name : products) std::cout << ustring_to_utf8(name) << '\n';
+    std::string line;
+    for (ustring const& name : products) {
+      line.clear();
+      tools::append_escaped(line, ustring_to_utf8(name), "\\");
+      std::cout << line << '\n';
+    }
     return exit_ok;
   };
 }

@@ -2,6 +2,7 @@
 
 #include <map>
 #include <string>
+#include <vector>
 
 #include "install/cpputil/export.hpp"
 
@@ -30,5 +31,22 @@ QX_CPPUTIL_API void validate_arg(std::string const& key, std::string const& valu
 /// first failure; arguments without a rule and rules without an argument are skipped.
 QX_CPPUTIL_API void validate_args(std::map<std::string, std::string> const& args,
                                   std::map<std::string, std::string> const& rules);
+
+/// One kind of rule that validate_arg checks, for help texts and editors.
+struct ValidationRuleKind {
+  /// The kind as a rule text starts with it, such as "intval".
+  std::string name;
+  /// What a value must be to pass, in plain English, such as "a whole number". For a kind
+  /// that takes its allowed values, the words that come before them ("one of: ").
+  std::string accepts;
+  /// Whether the rule text goes on with ':' and the comma-separated allowed values
+  /// ("strval:typical,custom").
+  bool takes_values = false;
+};
+
+/// Every kind of rule that validate_arg checks, in a fixed order; a rule of any other kind
+/// accepts every value. A kind added to the validator is listed here by itself. Never throws
+/// but for allocation.
+[[nodiscard]] QX_CPPUTIL_API std::vector<ValidationRuleKind> validation_rule_kinds();
 
 }  // namespace install::cpputil
