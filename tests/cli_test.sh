@@ -62,11 +62,15 @@ check_usage() { # a command's help must never pass for its success, whatever the
 
 setup_check() { printf 'mode silent\n' >$'two\nlines.txt'; } # what git would hold awkwardly
 setup_write() { cp "$(dirname "$table")/../../examples/rules.txt" readme-rules.txt; }
-check_write() { # the template checks clean with its rules; the canonical form reads back equal
+check_write() { # the template checks clean; the canonical form reads back equal; --to writes the same
   "$qx" template --rules readme-rules.txt >template.txt || fail "template exited $?"
   "$qx" check template.txt --rules readme-rules.txt --strict >/dev/null || fail "template: $?"
   "$qx" rewrite in.txt >canonical.txt || fail "rewrite exited $?"
   [[ $("$qx" parse canonical.txt) == "$("$qx" parse in.txt)" ]] || fail "rewrite changed the map"
+  cmp -s template.txt template-out.txt || fail "template --to wrote another text"
+  "$qx" rewrite in.txt --withhold license_key | cmp -s - canonical-out.txt || fail "rewrite --to: another text"
+  [[ $(stat -c %a canonical-out.txt) == 600 ]] || fail "rewrite --to made mode $(stat -c %a canonical-out.txt)"
+  "$qx" rewrite in.txt --to in.txt && cmp -s in.txt canonical.txt || fail "rewrite --to FILE itself"
 }
 
 setup_hostile() { # what git cannot hold: names that are not UTF-8, and a FIFO

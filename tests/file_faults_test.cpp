@@ -73,3 +73,12 @@ TEST_F(FileFaults, AFailedWriteFailsTheStreamAndKeepsItsReason) {
   }
   EXPECT_EQ(qx::test::read_file(log_), "drodro");
 }
+
+TEST_F(FileFaults, FlushToDiskReachesTheDiskOrSaysWhyNot) {
+  script.fsync_errors = {0, EIO};
+  auto out = open_log();
+  EXPECT_TRUE(out.flush_to_disk());
+  EXPECT_EQ(script.fsync_calls, 1);
+  EXPECT_FALSE(out.flush_to_disk());
+  EXPECT_EQ(out.error(), EIO);
+}

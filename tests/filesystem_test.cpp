@@ -3,6 +3,7 @@
 #include <sys/resource.h>
 #include <sys/wait.h>
 #include <fstream>
+#include <tuple>
 
 #include "support/support.hpp"
 
@@ -59,6 +60,9 @@ TEST(FileStreams, EveryOperationRefusesANameThatHoldsNul) {
   EXPECT_THROW(fs::create_directories(cut), std::filesystem::filesystem_error);
   EXPECT_EQ(fs::basic_ifstream<char>(cut).error(), EINVAL);
   EXPECT_EQ(fs::basic_ofstream<char>(cut, std::ios::app).error(), EINVAL);
+  EXPECT_EQ(std::tuple(fs::rename(cut, path_of(dir.file("g"))), fs::remove_file(cut),
+                       fs::sync_folder(cut)),
+            std::tuple(EINVAL, EINVAL, EINVAL));
   EXPECT_EQ(qx::test::read_file(dir.file("f")), "x");
 }
 
@@ -76,6 +80,15 @@ TEST(FileStreams, AWritePastTheFileSizeLimitFailsWithoutKillingTheProcess) {
     return out.fail() && out.error() == EFBIG && out.written() == 96 ? 0 : 2;
   });
   EXPECT_TRUE(WIFEXITED(status) && WEXITSTATUS(status) == 0) << status;
+}
+
+// Whatever is at the name is refused, even a link to nowhere, which is never followed.
+TEST(FileStreams, AnExclusiveOpenOnlyCreates) {
+  qx::test::TempDir const dir;
+  std::filesystem::create_symlink(dir.file("absent"), dir.file("link"));
+  fs::basic_ofstream<char> const out(path_of(dir.file("link")), std::ios::out, {.exclusive = true});
+  EXPECT_EQ(out.error(), EEXIST);
+  EXPECT_FALSE(std::filesystem::exists(dir.file("absent")));
 }
 
 TEST(FileStreams, PrivateFileRefusesLinksButAPlainOpenFollowsThem) {

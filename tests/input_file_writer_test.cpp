@@ -1,7 +1,23 @@
 #include "install/cpputil/input_file_writer.hpp"
 
+#include <linux/filter.h>
+#include <linux/seccomp.h>
+#include <sys/mount.h>
+#include <sys/prctl.h>
+#include <sys/syscall.h>
+#include <sys/wait.h>
+#include <csignal>
+#include <cstddef>
+#include <fstream>
+#include <set>
+#include <system_error>
+
 #include "install/cpputil/input_file_diagnostics.hpp"
 #include "support/support.hpp"
+
+#ifndef SYS_rename
+#define SYS_rename SYS_renameat  // newer processors have renameat and renameat2 only
+#endif
 
 using namespace install::cpputil;
 using fl::i18n::utf8_to_ustring;
@@ -106,3 +122,78 @@ TEST_P(Template, SaysWhatEachRuleAcceptsAndChecksWithoutErrorsOrWarnings) {
         << found.line << ": " << found.message;
 }
 QX_TABLE_TESTS(Template, "input_file_template.tsv");
+
+// writeInputFile in the folder f, which holds a.txt ("old"); "D" in the table stands for f.
+class WriteFile : public testing::TestWithParam<qx::test::Row> {
+ protected:
+  void SetUp() override { dir_.write("f/a.txt", "old"); }
+  [[nodiscard]] std::set<std::string> names() const {
+    std::set<std::string> names;
+    for (auto const& entry : std::filesystem::directory_iterator(folder_))
+      names.insert(entry.path().filename());
+    return names;
+  }
+  qx::test::TempDir dir_;
+  std::string const folder_ = dir_.file("f");
+};
+
+TEST_P(WriteFile, ReplacesTheFileAtOnceOrLeavesItAndNoTemporaryFile) {
+  auto const& row = GetParam();
+  std::string const& setup = row["setup"];
+  std::string const target = folder_ + "/" + row["target"];
+  if (setup == "read-only" || setup == "full") {
+    if (auto const refused = qx::test::mount_small_disk(folder_, "64k")) GTEST_SKIP() << *refused;
+    dir_.write("f/a.txt", "old");
+  }
+  if (setup == "folder") std::filesystem::create_directory(target);
+  if (setup == "link") std::filesystem::create_symlink(folder_ + "/a.txt", target);
+  if (setup == "read-only") {
+    EXPECT_EQ(mount(nullptr, folder_.c_str(), nullptr, MS_REMOUNT | MS_RDONLY, nullptr), 0);
+  }
+  if (setup == "full")
+    for (std::ofstream filler(folder_ + "/filler");
+         filler << std::string(4096, 'x') << std::flush;) {
+    }
+  auto const before = names();
+  std::string what = qx::test::what_of<std::system_error>([&] {
+    writeInputFile(utf8_to_ustring(target), {{utf8_to_ustring(row["key"]), u"new"}});
+  });
+  if (auto const at = what.find(folder_); at != std::string::npos)
+    what.replace(at, folder_.size(), "D");
+  EXPECT_EQ(what, row["error"]);
+  EXPECT_EQ(names(), before);  // nothing left behind, nothing lost
+  bool const written = what == "no exception";
+  EXPECT_EQ(qx::test::read_file(folder_ + "/a.txt"),
+            written && row["target"] == "a.txt" ? "k = new\n" : "old");
+  if (written) {
+    EXPECT_EQ(qx::test::read_file(target), "k = new\n");
+    EXPECT_EQ(std::filesystem::symlink_status(target).permissions(),
+              std::filesystem::perms::owner_read | std::filesystem::perms::owner_write);
+  }
+}
+QX_TABLE_TESTS(WriteFile, "input_file_write.tsv");
+
+// The writer dies at its rename, as in a crash right before it: a seccomp filter makes each
+// kind of rename fatal. The old file stays, and the whole new text beside it.
+TEST_F(WriteFile, ACrashBeforeTheRenameLeavesTheOldFile) {
+  int const status = qx::test::in_child([this] {
+    std::vector<sock_filter> filter{BPF_STMT(BPF_LD | BPF_W | BPF_ABS, offsetof(seccomp_data, nr))};
+    for (long const call : {SYS_rename, SYS_renameat, SYS_renameat2})
+      filter.insert(filter.end(),
+                    {BPF_JUMP(BPF_JMP | BPF_JEQ | BPF_K, static_cast<unsigned>(call), 0, 1),
+                     BPF_STMT(BPF_RET | BPF_K, SECCOMP_RET_KILL_PROCESS)});
+    filter.push_back(BPF_STMT(BPF_RET | BPF_K, SECCOMP_RET_ALLOW));
+    sock_fprog const program{static_cast<unsigned short>(filter.size()), filter.data()};
+    if (prctl(PR_SET_NO_NEW_PRIVS, 1, 0, 0, 0) != 0 ||
+        prctl(PR_SET_SECCOMP, SECCOMP_MODE_FILTER, &program) != 0)
+      return 3;
+    writeInputFile(utf8_to_ustring(folder_ + "/a.txt"), {{u"k", u"new"}});
+    return 0;
+  });
+  if (WIFEXITED(status) && WEXITSTATUS(status) == 3) GTEST_SKIP() << "no seccomp filter here";
+  ASSERT_TRUE(WIFSIGNALED(status) && WTERMSIG(status) == SIGSYS) << status;
+  auto const left = names();  // ".a.txt.<random>.tmp" sorts first
+  ASSERT_EQ(left.size(), 2U);
+  EXPECT_EQ(qx::test::read_file(folder_ + "/a.txt"), "old");
+  EXPECT_EQ(qx::test::read_file(folder_ + "/" + *left.begin()), "k = new\n");
+}

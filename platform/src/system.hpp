@@ -34,6 +34,11 @@ struct file_status {
 /// it cannot be read. Asked before every write, so it is read the cheapest way the system has.
 [[nodiscard]] rlim_t file_size_limit() noexcept;
 
+/// Has the system put the data and size of the open file, or the entries of the open folder,
+/// `fd` on the disk, as far as it can promise that: they then survive a power cut. EINTR is
+/// retried. 0, or -1 with errno set (EIO, ENOSPC; EINVAL for what cannot be synchronised).
+[[nodiscard]] int sync_to_disk(int fd) noexcept;
+
 /// The temporary folder when $TMPDIR gives none: the per-user folder the system keeps, or
 /// "/tmp". UTF-8.
 [[nodiscard]] std::string default_temp_directory();

@@ -1,10 +1,16 @@
 #include "install/cpputil/input_file_writer.hpp"
 
 #include <algorithm>
+#include <cerrno>
 #include <cstdio>
 #include <optional>
+#include <random>
 #include <stdexcept>
 #include <string_view>
+#include <system_error>
+#include <utility>
+
+#include "fl/filesystem.hpp"
 
 #include "inputfile/input_lines.hpp"
 #include "inputfile/rule_kinds.hpp"
@@ -213,7 +219,63 @@ std::optional<std::string> first_allowed(rule_kinds::rule_kind const& row,
   }
 }
 
+[[noreturn]] void fail_write(ustring const& fileName, int error) {
+  throw std::system_error(error, std::generic_category(),
+                          "cannot write the answer file " + quoted(fileName));
+}
+
+// A temporary file, removed once this process has created it and until it is renamed into
+// place: whatever fails, even an allocation, leaves no stray copy of the answers behind.
+struct temporary_file {
+  explicit temporary_file(fl::filesystem::basic_path name) : path(std::move(name)) {}
+  temporary_file(temporary_file const&) = delete;
+  temporary_file& operator=(temporary_file const&) = delete;
+  ~temporary_file() {
+    if (ours) (void)fl::filesystem::remove_file(path);
+  }
+  fl::filesystem::basic_path const path;
+  bool ours = false;
+};
+
 }  // namespace
+
+void writeInputFileText(ustring const& fileName, std::string_view text) {
+  if (fileName.empty()) fail_write(fileName, ENOENT);
+  std::size_t const base = fileName.rfind(u'/') + 1;  // 0 without a '/'
+  ustring const folder = fileName.substr(0, base);
+  std::random_device random;
+  // A random, hidden name beside the file. One that is taken, by a stray copy or by a name
+  // planted in a shared folder, is never opened: the next is tried.
+  for (int attempt = 1;; ++attempt) {
+    char suffix[16];
+    std::snprintf(suffix, sizeof suffix, ".%08x.tmp", static_cast<unsigned>(random()));
+    temporary_file temporary(fl::filesystem::make_path(folder + u'.' + fileName.substr(base) +
+                                                       fl::i18n::utf8_to_ustring(suffix)));
+    fl::filesystem::basic_ofstream<char> out(temporary.path, std::ios::out,
+                                             {.create_mode = 0600, .exclusive = true});
+    if (!out.is_open()) {
+      if (out.error() == EEXIST && attempt < 16) continue;
+      fail_write(fileName, out.error());
+    }
+    temporary.ours = true;
+    out.write(text.data(), static_cast<std::streamsize>(text.size()));
+    out.flush_to_disk();
+    out.close();
+    int const error =
+        out.error() != 0 ? out.error()
+        : out.fail()     ? ENOMEM  // only an allocation fails without an errno
+                     : fl::filesystem::rename(temporary.path, fl::filesystem::make_path(fileName));
+    if (error != 0) fail_write(fileName, error);
+    temporary.ours = false;
+    (void)fl::filesystem::sync_folder(fl::filesystem::make_path(folder));
+    return;
+  }
+}
+
+void writeInputFile(ustring const& fileName, PropertyMap const& properties,
+                    InputFileWriteOptions const& options) {
+  writeInputFileText(fileName, formatInputFile(properties, options));
+}
 
 std::string formatInputFile(PropertyMap const& properties) {
   return formatInputFile(properties, {});

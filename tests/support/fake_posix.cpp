@@ -41,4 +41,9 @@ int close(int fd) {
   return script.close_error != 0 ? -1 : rc;
 }
 
+int fsync(int fd) {
+  ++script.fsync_calls;
+  return fails(script.fsync_errors) ? -1 : ::fsync(fd);
+}
+
 }  // namespace qx::fake

@@ -9,6 +9,7 @@
 #include <sys/types.h>
 #include <unistd.h>
 #include <csignal>
+#include <cstdio>
 #include <deque>
 #include <vector>
 
@@ -24,6 +25,8 @@ struct Script {
   std::vector<int> open_flags, set_flags;     ///< the flags of each open and fcntl(F_SETFL)
   std::vector<std::size_t> writes;            ///< the sizes handed to the real write
   int close_calls = 0;
+  std::deque<int> fsync_errors;  ///< errno of the next fsync calls; 0 lets one through
+  int fsync_calls = 0;
 };
 inline Script script;
 
@@ -31,8 +34,10 @@ int open(char const* name, int flags, mode_t mode);
 ssize_t write(int fd, void const* data, std::size_t size);
 int fcntl(int fd, int command, int argument = 0);
 int close(int fd);
+int fsync(int fd);
 using ::fstat, ::getrlimit, ::statx, ::syscall, ::lseek, ::pread, ::pthread_sigmask, ::read,
     ::sigpending,
-    ::sigwait;  // not faked
+    ::sigwait;             // not faked
+using ::rename, ::unlink;  // not faked
 
 }  // namespace qx::fake

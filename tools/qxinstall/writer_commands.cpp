@@ -9,14 +9,48 @@
 namespace qx::cli {
 namespace {
 
+namespace cpputil = install::cpputil;
+
+// --to FILE: the text written to FILE, replacing it at once, instead of printed.
+void add_to_option(CLI::App& app, std::string& to) {
+  app.add_option("--to", to, "write FILE instead of printing: replaced at once, mode 0600")
+      ->type_name("FILE")
+      ->check([](std::string const& name) {
+        return name.empty() ? std::string("the file name is empty") : std::string();
+      });
+}
+
+// Runs `write` on the name `to`; CommandError (exit 2) with the library's reason when the file
+// cannot be written.
+template <class Write>
+void write_to(std::string const& to, Write&& write) {
+  ustring const name = fl::i18n::utf8_to_ustring(utf8_name(to));
+  try {
+    write(name);
+  } catch (std::runtime_error const& error) {
+    throw CommandError(error.what(), exit_usage);
+  }
+}
+
 Handler setup_template(CLI::App& app) {
-  auto rules = std::make_shared<std::string>();
-  app.add_option("--rules", *rules, "file of key=rule lines")->required()->type_name("RULES");
+  struct Options {
+    std::string rules;
+    std::string to;
+  };
+  auto options = std::make_shared<Options>();
+  app.add_option("--rules", options->rules, "file of key=rule lines")
+      ->required()
+      ->type_name("RULES");
+  add_to_option(app, options->to);
   app.footer(
       "Prints a commented answer file with one entry per rule: a strval key set to its first\n"
       "allowed value, every other key commented out with a placeholder.");
-  return [rules] {
-    std::cout << install::cpputil::inputFileTemplate(read_rules(*rules));
+  return [options] {
+    std::string const text = cpputil::inputFileTemplate(read_rules(options->rules));
+    if (options->to.empty())
+      std::cout << text;
+    else
+      write_to(options->to, [&text](ustring const& to) { cpputil::writeInputFileText(to, text); });
     return exit_ok;
   };
 }
@@ -24,20 +58,27 @@ Handler setup_template(CLI::App& app) {
 Handler setup_rewrite(CLI::App& app) {
   struct Options {
     std::string file;
-    install::cpputil::InputFileWriteOptions write;
+    std::string to;
+    cpputil::InputFileWriteOptions write;
   };
   auto options = std::make_shared<Options>();
   app.add_option("FILE", options->file, "installer input file")->required();
+  add_to_option(app, options->to);
   app.add_option("--withhold", options->write.withhold,
                  "keys whose values are written as a comment saying they were withheld")
       ->delimiter(',')
       ->type_name("KEY[,KEY...]");
   app.footer(
       "Prints the answer file that reads back to FILE's property map: no comments, keys\n"
-      "lower-cased and in map order, each list together, lines the reader ignores left out.");
+      "lower-cased and in map order, each list together, lines the reader ignores left out.\n"
+      "--to may name FILE itself: it is read first, then replaced.");
   return [options] {
-    std::cout << install::cpputil::formatInputFile(check_input_file(options->file).properties,
-                                                   options->write);
+    auto const properties = check_input_file(options->file).properties;
+    if (options->to.empty())
+      std::cout << cpputil::formatInputFile(properties, options->write);
+    else
+      write_to(options->to,
+               [&](ustring const& to) { cpputil::writeInputFile(to, properties, options->write); });
     return exit_ok;
   };
 }

@@ -33,6 +33,7 @@
 
 #include <map>
 #include <string>
+#include <string_view>
 #include <vector>
 
 #include "install/cpputil/export.hpp"
@@ -66,6 +67,28 @@ struct InputFileWriteOptions {
 /// the withheld keys. Throws as formatInputFile does, for the keys that are written.
 [[nodiscard]] QX_CPPUTIL_API std::string formatInputFile(PropertyMap const& properties,
                                                          InputFileWriteOptions const& options);
+
+/// Writes formatInputFile(properties, options) to the answer file `fileName`, replacing it at
+/// once. The text goes to a new file beside it (".<name>.<random>.tmp", created exclusively, a
+/// link never followed), which is flushed to the disk and then renamed over `fileName`: a
+/// reader, or a crash, finds the old file or the new one, never a part of either. A symbolic
+/// link at `fileName` is replaced, its target untouched. The new file has mode 0600 (less the
+/// umask) whatever the old one had, since answers may hold secrets: sharing them is a step of
+/// its own. The folder is flushed to the disk after the rename, so that the replacement
+/// outlives a power cut; a failure of that last step is not reported, since the new file is in
+/// place by then. Throws std::invalid_argument as formatInputFile does, before anything is
+/// created; and std::system_error (a std::runtime_error), with the errno as its code and the
+/// what() "cannot write the answer file \"<fileName>\": <the system's reason>", when the folder
+/// is missing or read-only, the disk full, a folder is at `fileName`, or a name is too long
+/// (the temporary name is 14 bytes longer); the old file is then untouched and the temporary
+/// file removed. A crash before the rename leaves the temporary file behind. The name is
+/// escaped in the message as keys are.
+QX_CPPUTIL_API void writeInputFile(ustring const& fileName, PropertyMap const& properties,
+                                   InputFileWriteOptions const& options = {});
+
+/// Writes `text` (such as inputFileTemplate's) to `fileName` exactly as writeInputFile writes
+/// its text, and fails the same ways; nothing checks what the text holds.
+QX_CPPUTIL_API void writeInputFileText(ustring const& fileName, std::string_view text);
 
 /// A commented answer file for `rules` (key to rule text, as validate_args takes them), in the
 /// rules' order. Each key gets a comment in plain words on what its rule accepts ("one of:

@@ -74,6 +74,10 @@ struct open_options {
   bool private_file = false;
   /// Permission bits for a file that is created (before the umask).
   mode_t create_mode = 0666;
+  /// Create the file, or fail with EEXIST when anything is at the path already, a symbolic
+  /// link included, which is never followed (O_CREAT|O_EXCL|O_NOFOLLOW): the file opened is
+  /// then certainly the caller's own, new and empty.
+  bool exclusive = false;
 };
 
 template <class CharT>
@@ -116,6 +120,12 @@ class QX_PLATFORM_API basic_ofstream<char> : public std::ostream {
   /// empty file, for what is not a regular file, for a stream opened without std::ios::in
   /// and when the read fails.
   [[nodiscard]] std::optional<char> last_byte() const noexcept;
+  /// Writes what is pending, then has the system put the file's data and size on the disk
+  /// (fsync; on macOS F_FULLFSYNC, since its fsync may leave them in the drive's cache), so
+  /// that they survive a power cut. For what is not a regular file (a terminal, /dev/null)
+  /// only the write is done. False, with failbit set and error() saying why (EIO, ENOSPC...),
+  /// when either fails; false without a reason on a stream that is not open.
+  bool flush_to_disk();
 
  private:
   std::unique_ptr<detail::file_buffer> buf_;
@@ -147,6 +157,22 @@ class QX_PLATFORM_API basic_ifstream<char> : public std::istream {
  private:
   std::unique_ptr<detail::file_buffer> buf_;
 };
+
+// Replacing a file in one step. Each returns 0, or the errno of the failure (words for it:
+// failure_reason); a text holding NUL gives EINVAL, and nothing is touched.
+
+/// Renames `from` to `to` at once (rename(2)): a reader of `to` sees the old file or the new
+/// one, never neither. Whatever is at `to` is replaced, a symbolic link included (the link is
+/// replaced, its target untouched); a folder at `to` gives EISDIR (or ENOTEMPTY, EEXIST), and
+/// paths on two file systems EXDEV.
+[[nodiscard]] QX_PLATFORM_API int rename(basic_path const& from, basic_path const& to);
+/// Removes the name `path` (unlink(2)): a file, or a symbolic link itself, never its target.
+/// A folder is refused (EISDIR on Linux, EPERM on macOS); a missing name gives ENOENT.
+[[nodiscard]] QX_PLATFORM_API int remove_file(basic_path const& path);
+/// Has the system put the entries of `folder` (the empty path: the current folder) on the disk,
+/// as flush_to_disk does for a file's data: a rename or a new file in it then survives a power
+/// cut. Needs read permission on the folder (EACCES otherwise).
+[[nodiscard]] QX_PLATFORM_API int sync_folder(basic_path const& folder);
 
 /// The lines of a regular file, one after the other: the one way the library and its tools
 /// read a text file by lines. Lines are split at line feeds and handed over without them; a

@@ -2,11 +2,13 @@
 
 #include <CoreFoundation/CoreFoundation.h>
 #include <crt_externs.h>
+#include <fcntl.h>
 #include <sys/stat.h>
 #include <unistd.h>
 #include <xlocale.h>
 
 #include <array>
+#include <cerrno>
 #include <climits>
 
 namespace qx::system {
@@ -34,6 +36,19 @@ int status_of(int fd, file_status& status) noexcept {
 rlim_t file_size_limit() noexcept {
   struct rlimit limit {};
   return ::getrlimit(RLIMIT_FSIZE, &limit) == 0 ? limit.rlim_cur : RLIM_INFINITY;
+}
+
+// macOS's fsync hands the data to the drive, which may still lose it from its cache at a power
+// cut; F_FULLFSYNC has the drive write it. File systems that cannot do that (some network and
+// FAT ones) refuse it with ENOTSUP, EINVAL or ENOTTY: fsync is then the most they offer.
+int sync_to_disk(int fd) noexcept {
+  if (::fcntl(fd, F_FULLFSYNC) == 0) return 0;
+  if (errno != ENOTSUP && errno != EINVAL && errno != ENOTTY) return -1;
+  int rc = 0;
+  do {
+    rc = ::fsync(fd);
+  } while (rc != 0 && errno == EINTR);
+  return rc;
 }
 
 // The per-user folder, which launchd gives a program as $TMPDIR; one started otherwise may

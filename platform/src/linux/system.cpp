@@ -7,6 +7,8 @@
 #include <sys/sysmacros.h>
 #include <unistd.h>
 
+#include <cerrno>
+
 // The fault tests route these system calls to fakes (tests/support/fake_posix.hpp).
 #ifndef QX_POSIX_CALL
 #define QX_POSIX_CALL(call) ::call
@@ -39,6 +41,15 @@ rlim_t file_size_limit() noexcept {
   int const rc = QX_POSIX_CALL(getrlimit(RLIMIT_FSIZE, &limit));
 #endif
   return rc == 0 ? limit.rlim_cur : RLIM_INFINITY;
+}
+
+// Linux's fsync waits until the drive reports the data written, its cache flushed included.
+int sync_to_disk(int fd) noexcept {
+  int rc = 0;
+  do {
+    rc = QX_POSIX_CALL(fsync(fd));
+  } while (rc != 0 && errno == EINTR);
+  return rc;
 }
 
 std::string default_temp_directory() {

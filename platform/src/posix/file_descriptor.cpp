@@ -9,6 +9,7 @@
 #include <unistd.h>
 #include <cerrno>
 #include <csignal>
+#include <cstdio>
 
 // Every system call of the file layer goes through QX_POSIX_CALL, so that a test build can
 // route them to fakes (tests/support/fake_posix.hpp); the libraries call the system directly.
@@ -136,6 +137,25 @@ off_t seek(int fd, off_t offset, int whence) noexcept {
 
 int close_file(int fd) noexcept {
   return QX_POSIX_CALL(close(fd));
+}
+
+int rename_path(char const* from, char const* to) noexcept {
+  return QX_POSIX_CALL(rename(from, to)) == 0 ? 0 : errno;
+}
+
+int remove_path(char const* name) noexcept {
+  return QX_POSIX_CALL(unlink(name)) == 0 ? 0 : errno;
+}
+
+int sync_folder(char const* name) noexcept {
+  int fd = -1;
+  do {
+    fd = QX_POSIX_CALL(open(name, O_RDONLY | O_DIRECTORY | O_CLOEXEC | O_NOCTTY, 0));
+  } while (fd < 0 && errno == EINTR);
+  if (fd < 0) return errno;
+  int const error = qx::system::sync_to_disk(fd) == 0 ? 0 : errno;
+  close_file(fd);
+  return error;
 }
 
 }  // namespace fl::posix

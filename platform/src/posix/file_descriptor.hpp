@@ -51,4 +51,14 @@ struct opened {
 /// close(2) once: never retried, since the descriptor is gone even when it reports EINTR.
 int close_file(int fd) noexcept;
 
+// Replacing a file in one step: each returns 0 or the errno of the failure.
+
+/// rename(2): `to` is replaced at once, a symbolic link there replaced rather than followed.
+[[nodiscard]] int rename_path(char const* from, char const* to) noexcept;
+/// unlink(2): the name goes, a link's target stays; a folder is refused.
+[[nodiscard]] int remove_path(char const* name) noexcept;
+/// Opens the folder `name` for reading (EINTR retried), puts its entries on the disk
+/// (qx::system::sync_to_disk) and closes it; ENOTDIR for what is not a folder.
+[[nodiscard]] int sync_folder(char const* name) noexcept;
+
 }  // namespace fl::posix

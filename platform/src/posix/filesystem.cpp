@@ -179,6 +179,14 @@ class file_buffer : public std::streambuf {
     return static_cast<char>(byte);
   }
 
+  // Writes what is pending and puts it on the disk; false when either fails.
+  bool flush_to_disk() noexcept {
+    if (fd_ < 0 || sync() != 0) return false;
+    if (!regular_ || qx::system::sync_to_disk(fd_) == 0) return true;
+    failed(errno);
+    return false;
+  }
+
   // Writes what is pending and closes; false when either fails. A second call does nothing.
   bool close() noexcept {
     bool ok = sync() == 0;
@@ -293,6 +301,7 @@ basic_ofstream<char>::basic_ofstream(basic_path const& path, std::ios::openmode 
     flags |= O_TRUNC;
   }
   if (options.private_file) flags |= O_NOFOLLOW;
+  if (options.exclusive) flags |= O_EXCL | O_NOFOLLOW;
   auto const kind = options.private_file ? posix::expect::private_file : posix::expect::writable;
   posix::opened file = detail::open_descriptor(path, flags | (readable ? O_RDWR : O_WRONLY),
                                                options.create_mode, kind);
@@ -324,6 +333,12 @@ std::size_t basic_ofstream<char>::written() const noexcept {
 
 std::optional<char> basic_ofstream<char>::last_byte() const noexcept {
   return buf_->last_byte();
+}
+
+bool basic_ofstream<char>::flush_to_disk() {
+  if (buf_->flush_to_disk()) return true;
+  setstate(std::ios::failbit);
+  return false;
 }
 
 basic_ifstream<char>::basic_ifstream(basic_path const& path, std::ios::openmode mode)
@@ -364,6 +379,23 @@ bool line_reader::is_open() const noexcept {
 
 int line_reader::error() const noexcept {
   return in_.error();
+}
+
+int rename(basic_path const& from, basic_path const& to) {
+  if (holds_nul(from.string()) || holds_nul(to.string())) return EINVAL;
+  return posix::rename_path(detail::make_native_access_form_i18n(from).c_str(),
+                            detail::make_native_access_form_i18n(to).c_str());
+}
+
+int remove_file(basic_path const& path) {
+  if (holds_nul(path.string())) return EINVAL;
+  return posix::remove_path(detail::make_native_access_form_i18n(path).c_str());
+}
+
+int sync_folder(basic_path const& folder) {
+  if (holds_nul(folder.string())) return EINVAL;
+  return posix::sync_folder(folder.empty() ? "."
+                                           : detail::make_native_access_form_i18n(folder).c_str());
 }
 
 }  // namespace fl::filesystem
