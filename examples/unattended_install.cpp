@@ -1,7 +1,7 @@
 // A walk through an unattended installation, the way an installer front end uses the library:
 // open the installation log, read the input file, validate the answers, order the products,
-// compare versions, cancel a worker from another thread, copy the input file into the log.
-// It ends by printing the property map and the log it wrote.
+// compare versions, cancel a worker from another thread, copy the input file into the log,
+// record the answers for a silent replay. It ends by printing the property map and the log.
 //
 //   unattended_install [INPUT_FILE [RULES_FILE]]   (defaults: the files beside this source)
 #include <chrono>
@@ -167,9 +167,26 @@ int walk(std::filesystem::path const& input, std::filesystem::path const& rules_
     logger::append_file_redacted(utf8_to_ustring(input.string()), {"license_key"});
     say("append_file_redacted() wrote the whole file as one entry, framed by \"Content of the");
     say("file\" and \"End of the file\" lines, with the license_key value as ********.");
+
+    heading("8. Record the answers for a silent replay");
+    std::filesystem::path const recorded =
+        std::filesystem::path(QX_EXAMPLE_LOG_DIR) / "recorded_answers.txt";
+    cpputil::writeInputFile(utf8_to_ustring(recorded.string()), map,
+                            {{"license_key"}, "Answers of the walkthrough, for a silent replay"});
+    logger::append_message("Answers recorded in " + recorded.string());
+    auto const replay = cpputil::checkInputFile(utf8_to_ustring(recorded.string()), rules);
+    say("writeInputFile() wrote them atomically, mode 0600, the licence key withheld; parse()");
+    say("of the file gives the same map without it. checkInputFile() of the recording with the");
+    say("rules: " + std::to_string(replay.diagnostics.size()) +
+        " findings, the keys that have no rule:");
+    for (auto const& found : replay.diagnostics)
+      say("  " + recorded.filename().string() + ':' + qx::tools::diagnostic_text(found));
+    say("The file:");
+    std::ifstream recorded_text(recorded);
+    for (std::string line; std::getline(recorded_text, line);) say("  " + line);
     logger::append_message(std::string("Unattended installation finished"));
   }
-  heading("8. Close the log");
+  heading("9. Close the log");
   say("The Logger is gone: get_destination() is empty again and the last destination is");
   say(ustring_to_utf8(logger::detail::get_last_destination().string()) + ".");
   say("Messages from now on would go to the per-user default log in the temp folder.");

@@ -60,12 +60,13 @@ std::string escaped(std::u16string_view text) {
   return out;
 }
 
-std::string quoted(std::u16string_view text) {
+std::string quoted_text(std::u16string_view text) {
   return '"' + escaped(text) + '"';
 }
 
 [[noreturn]] void refuse(std::u16string_view key, std::string_view reason) {
-  throw std::invalid_argument("key " + quoted(key) + " cannot be written: " + std::string(reason));
+  throw std::invalid_argument("key " + quoted_text(key) +
+                              " cannot be written: " + std::string(reason));
 }
 
 // What keeps `text` from standing in a line, or nullptr.
@@ -221,7 +222,7 @@ std::optional<std::string> first_allowed(rule_kinds::rule_kind const& row,
 
 [[noreturn]] void fail_write(ustring const& fileName, int error) {
   throw std::system_error(error, std::generic_category(),
-                          "cannot write the answer file " + quoted(fileName));
+                          "cannot write the answer file " + quoted_text(fileName));
 }
 
 // A temporary file, removed once this process has created it and until it is renamed into
@@ -308,14 +309,14 @@ std::string inputFileTemplate(std::map<std::string, std::string> const& rules) {
     std::string const problem =
         fl::i18n::ustring_to_utf8(key) != name ? "it is not UTF-8" : single_key_problem(key);
     if (!problem.empty()) {
-      out += "# key " + quoted(key) + " cannot be set by an answer file: " + problem + "\n";
+      out += "# key " + quoted_text(key) + " cannot be set by an answer file: " + problem + "\n";
       continue;
     }
     auto const [kind, parameter] = rule_kinds::split(rule);
     auto const* const row = rule_kinds::find(kind);
     std::string const words = row != nullptr ? description(*row, parameter)
                                              : "any value: the rule " +
-                                                   quoted(fl::i18n::utf8_to_ustring(rule)) +
+                                                   quoted_text(fl::i18n::utf8_to_ustring(rule)) +
                                                    " has no known kind, so nothing is checked";
     // A commented-out key says what it accepts in its placeholder.
     auto const value = row != nullptr ? first_allowed(*row, std::string(parameter)) : std::nullopt;

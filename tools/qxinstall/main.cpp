@@ -145,7 +145,7 @@ int run_tool(int argc, char** argv, StdoutBuffer& out) {
       return check_output(out, status);
     }
     if (app.get_subcommands().empty() && argc > 1 && argv[1][0] != '-') {
-      std::cerr << "qxinstall: unknown command " << in_quotes(argv[1])
+      std::cerr << "qxinstall: unknown command " << in_quotes(qx::tools::excerpt(argv[1]))
                 << " (see qxinstall --help)\n";
       return exit_usage;
     }

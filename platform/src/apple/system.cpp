@@ -11,6 +11,8 @@
 #include <cerrno>
 #include <climits>
 
+#include "retry.hpp"
+
 namespace qx::system {
 namespace {
 
@@ -45,9 +47,7 @@ int sync_to_disk(int fd) noexcept {
   if (::fcntl(fd, F_FULLFSYNC) == 0) return 0;
   if (errno != ENOTSUP && errno != EINVAL && errno != ENOTTY) return -1;
   int rc = 0;
-  do {
-    rc = ::fsync(fd);
-  } while (rc != 0 && errno == EINTR);
+  QX_RETRY(rc, ::fsync(fd));
   return rc;
 }
 

@@ -9,6 +9,8 @@
 
 #include <cerrno>
 
+#include "retry.hpp"
+
 // The fault tests route these system calls to fakes (tests/support/fake_posix.hpp).
 #ifndef QX_POSIX_CALL
 #define QX_POSIX_CALL(call) ::call
@@ -46,9 +48,7 @@ rlim_t file_size_limit() noexcept {
 // Linux's fsync waits until the drive reports the data written, its cache flushed included.
 int sync_to_disk(int fd) noexcept {
   int rc = 0;
-  do {
-    rc = QX_POSIX_CALL(fsync(fd));
-  } while (rc != 0 && errno == EINTR);
+  QX_RETRY(rc, QX_POSIX_CALL(fsync(fd)));
   return rc;
 }
 

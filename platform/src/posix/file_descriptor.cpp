@@ -149,9 +149,7 @@ int remove_path(char const* name) noexcept {
 
 int sync_folder(char const* name) noexcept {
   int fd = -1;
-  do {
-    fd = QX_POSIX_CALL(open(name, O_RDONLY | O_DIRECTORY | O_CLOEXEC | O_NOCTTY, 0));
-  } while (fd < 0 && errno == EINTR);
+  QX_RETRY(fd, QX_POSIX_CALL(open(name, O_RDONLY | O_DIRECTORY | O_CLOEXEC | O_NOCTTY, 0)));
   if (fd < 0) return errno;
   int const error = qx::system::sync_to_disk(fd) == 0 ? 0 : errno;
   close_file(fd);
