@@ -218,7 +218,8 @@ TEST_F(LoggerTest, InASharedFolderALinkOrAnotherUsersFileIsNoDestination) {
     bool const shared = folder == "shared";
     fs::create_directory(dir_.file(folder));
     fs::permissions(dir_.file(folder),
-                    shared ? fs::perms::all | fs::perms::sticky_bit : fs::perms::owner_all);
+                    shared ? fs::perms::owner_all | fs::perms::others_all | fs::perms::sticky_bit
+                           : fs::perms::owner_all);
     fs::create_symlink(victim, dir_.file(folder + "/link.log"));
     fs::create_hard_link(victim, dir_.file(folder + "/hard.log"));
     for (char const* name : {"/link.log", "/hard.log"}) {
@@ -242,32 +243,32 @@ TEST_F(LoggerTest, InASharedFolderALinkOrAnotherUsersFileIsNoDestination) {
   EXPECT_EQ(read_file(victim), "keep\n");
 }
 
-// A 64 KB file system filled up: an entry that only partly fits is reported with what it left,
-// and once there is room again the next entry starts on a line of its own.
+// A 64 KB file system filled up behind a fragment that a crash left: the next entry starts on
+// a line of its own, only part of it fits, and it is reported with what it left; once there is
+// room again the entry after it stands apart too.
 TEST_F(LoggerTest, OnAFullDiskAPartialEntryStandsApart) {
   fs::create_directory(dir_.file("small"));
   if (auto const refused = mount_small_disk(dir_.file("small"), "64k")) GTEST_SKIP() << *refused;
   std::vector<Failure> seen;
   auto const previous =
       logger::set_write_failure_handler([&seen](Failure const& f) { seen.push_back(f); });
-  std::string const log = dir_.file("small/install.log"), first(4000, 'f'), second(300, 's');
+  std::string const fragment(4000, 'f'), entry(300, 's');
+  std::string const log = dir_.write("small/install.log", fragment);  // 96 bytes left in its page
   Logger const destination(log);
-  logger::append_message(first);  // 4,025 bytes: 71 left in the file's first page
   {
     std::ofstream filler(dir_.file("small/filler"));
     while (filler << std::string(4096, 'x') << std::flush) {
     }
   }
-  logger::append_message(second);
+  logger::append_message(entry);
   fs::remove(dir_.file("small/filler"));
   logger::append_message(std::string("room again"));
   logger::set_write_failure_handler(previous);
   ASSERT_EQ(seen.size(), 1U);
   EXPECT_EQ(std::tuple(seen[0].step, seen[0].error, seen[0].size),
-            std::tuple(Failure::Step::write, ENOSPC, entry_size(second)));
+            std::tuple(Failure::Step::write, ENOSPC, entry_size(entry)));
   ASSERT_GT(seen[0].written, 0U);
-  EXPECT_EQ(log_of(log), "(T) " + first + "\n" +
-                             untimed(read_file(log).substr(4025, seen[0].written)) +
+  EXPECT_EQ(log_of(log), fragment + "\n" + untimed(read_file(log).substr(4001, seen[0].written)) +
                              "\n(T) room again\n");
 }
 
