@@ -6,7 +6,7 @@ debian_packages=(
   g++ cmake ninja-build make pkg-config
   libboost1.81-dev libboost-log1.81-dev libboost-locale1.81-dev libboost-url1.81-dev
   libgtest-dev libgmock-dev libbenchmark-dev
-  libcli11-dev nlohmann-json3-dev abigail-tools
+  libcli11-dev nlohmann-json3-dev abigail-tools locales
 )
 # Only for `make fuzz` and the fuzz step of CI.
 if [[ "${QX_WITH_FUZZ:-0}" == 1 ]]; then
@@ -48,6 +48,14 @@ case "$(uname -s)" in
       fi
       $sudo apt-get update -qq
       DEBIAN_FRONTEND=noninteractive $sudo apt-get install -y -qq --no-install-recommends "${missing[@]}"
+    fi
+    # The tests check that log times stay English under a German locale: generate it (listed in
+    # /etc/locale.gen, so that a later locale-gen keeps it).
+    if ! locale -a 2>/dev/null | grep -qx 'de_DE\.utf8'; then
+      echo "bootstrap: generating the de_DE.UTF-8 locale for the tests"
+      grep -qx 'de_DE.UTF-8 UTF-8' /etc/locale.gen 2>/dev/null ||
+        echo 'de_DE.UTF-8 UTF-8' | $sudo tee -a /etc/locale.gen >/dev/null
+      $sudo locale-gen >/dev/null
     fi
     unpacked=$(dirname "$0")/../build/arm64-boost-log
     if [[ "${QX_WITH_ARM64:-0}" == 1 && ! -f $unpacked/.done ]]; then
