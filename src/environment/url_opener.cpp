@@ -51,11 +51,12 @@ bool is_local_file(IRI const& iri, std::string_view path) {
                       [](char c) { return static_cast<unsigned char>(c) < 0x20 || c == 0x7F; });
 }
 
-// The domain itself or a subdomain; ".quillford.com" alone has an empty label and is refused.
+// The domain itself or a subdomain, with no empty label (".quillford.com", "a..quillford.com").
 bool is_allowed_host(std::string_view host) {
   if (host == allowed_domain) return true;
   return host.size() >= allowed_domain.size() + 2 && host.ends_with(allowed_domain) &&
-         host[host.size() - allowed_domain.size() - 1] == '.';
+         host[host.size() - allowed_domain.size() - 1] == '.' && !host.starts_with('.') &&
+         host.find("..") == std::string_view::npos;
 }
 
 // The one place this unit swallows exceptions: isAllowedUrl and openUrl never throw. What

@@ -18,8 +18,9 @@ class QX_CPPUTIL_API URLOpener {
 
   /// True for an https URL whose host is exactly "quillford.com" or ends in ".quillford.com"
   /// (letter case as written, any port) and holds only ASCII letters, digits, hyphens and dots
-  /// as written, and for a file URL (no host but "localhost", no port) whose path ends in
-  /// ".txt" or ".pdf", does not start with "//" and decodes to no NUL or control character.
+  /// as written, with no empty label ("a..quillford.com" is refused), and for a file URL (no
+  /// host but "localhost", no port) whose path ends in ".txt" or ".pdf", does not start with
+  /// "//" and decodes to no NUL or control character.
   /// False for everything else: other schemes, a userinfo part, text the IRI parser refuses.
   /// Never throws.
   [[nodiscard]] static bool isAllowedUrl(std::string const& url);
