@@ -1,5 +1,7 @@
 #include "install/cpputil/url_opener.hpp"
 
+#include <csignal>
+#include <iostream>
 #include <system_error>
 
 #include "install/cpputil/logger.hpp"
@@ -55,4 +57,28 @@ QX_TABLE_TEST(RunCommand, HandsEachArgumentOverWithoutAShell, "url_opener_argume
 TEST(RunCommand, AProgramThatCannotStartThrowsSystemErrorNamingIt) {
   EXPECT_THAT([] { static_cast<void>(URLOpener().runCommand("/no/such/opener", {"x"})); },
               testing::ThrowsMessage<std::system_error>(testing::HasSubstr("/no/such/opener")));
+}
+
+// A host that ignores SIGCHLD has its children reaped for it: the opener ran, its status
+// (3 here) is lost, and the launch counts as a success. Only a child of the test ignores it.
+TEST(OpenUrl, CountsALaunchWhoseStatusIsLostAsSuccess) {
+  struct Opener : URLOpener {
+    std::string marker;
+    int openUrlInSystemBrowser(ustring const&) const override {
+      return runCommand("/bin/sh", {"-c", "touch \"$0\"; exit 3", marker});
+    }
+  };
+  qx::test::TempDir const dir;
+  EXPECT_EXIT(
+      {
+        std::signal(SIGCHLD, SIG_IGN);
+        install::cpputil::logger::Logger const logger(dir.file("install.log"));
+        Opener opener;
+        opener.marker = dir.file("ran");
+        bool const opened = opener.openUrl(u"https://quillford.com/");
+        std::string const log = qx::test::read_file(dir.file("install.log"));
+        std::cerr << "opened " << opened << ", log: " << log;
+        std::_Exit(opened && log.empty() && std::filesystem::exists(opener.marker) ? 0 : 1);
+      },
+      testing::ExitedWithCode(0), "");
 }

@@ -4,6 +4,7 @@
 #include <exception>
 #include <limits>
 #include <string_view>
+#include <system_error>
 
 #include "errors/swallow.hpp"
 #include "foundation/core/process.hpp"
@@ -121,7 +122,15 @@ int URLOpener::runCommand(std::string const& program,
   ctx.std_out(foundation::core::discard()).std_err(foundation::core::discard());
   ctx.detached_process(true);
   foundation::core::process child(foundation::core::command(program, arguments), ctx);
-  return child.exit_status();
+  try {
+    return child.exit_status();
+  } catch (std::system_error const& error) {
+    // ECHILD: the program ran and has ended, but the host reaps its children itself (SIGCHLD
+    // ignored), so the status is gone. Reporting a failure that most likely did not happen
+    // would have the caller retry and open the page twice.
+    if (error.code() == std::errc::no_child_process) return 0;
+    throw;
+  }
 }
 
 }  // namespace install::cpputil
