@@ -12,6 +12,10 @@ debian_packages=(
 if [[ "${QX_WITH_FUZZ:-0}" == 1 ]]; then
   debian_packages+=(clang-14 libclang-rt-14-dev)
 fi
+# Only for `make docs` and the docs step of CI.
+if [[ "${QX_WITH_DOCS:-0}" == 1 ]]; then
+  debian_packages+=(doxygen)
+fi
 # Only for `make arm64-test`: the cross compiler, the emulator and the arm64 multiarch libraries.
 # Boost.Log's packages are not multiarch (their amd64 and arm64 builds replace each other), so
 # its arm64 build is unpacked under build/arm64-boost-log instead of installed.
@@ -75,7 +79,9 @@ case "$(uname -s)" in
     fi
     ;;
   Darwin)
-    for formula in cmake ninja boost googletest google-benchmark cli11 nlohmann-json pkg-config; do
+    formulas=(cmake ninja boost googletest google-benchmark cli11 nlohmann-json pkg-config)
+    [[ "${QX_WITH_DOCS:-0}" == 1 ]] && formulas+=(doxygen)
+    for formula in "${formulas[@]}"; do
       brew list --versions "$formula" >/dev/null 2>&1 || brew install "$formula"
     done
     ;;

@@ -1,5 +1,8 @@
 #pragma once
 
+/// \file
+/// The interrupt flag: a cancel request that reaches workers as an exception.
+
 #include <stdexcept>
 #include <string>
 

@@ -1,5 +1,8 @@
 #pragma once
 
+/// \file
+/// URLOpener: which URLs may be opened, and opening them with the system's opener.
+
 #include <string>
 #include <vector>
 
