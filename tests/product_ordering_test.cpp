@@ -40,8 +40,8 @@ TEST(ProductOrdering, ComparisonIsAStrictWeakOrdering) {
   auto const& ctype = std::use_facet<std::ctype<char>>(std::locale::classic());
   auto const less = [&ctype](ustring const& a, ustring const& b) {
     std::string x, y;
-    int const p = order::append_sort_key(x, a, ctype), q = order::append_sort_key(y, b, ctype);
-    return order::precedes({p, x}, {q, y});
+    return order::precedes(order::append_sort_key(x, a, ctype),
+                           order::append_sort_key(y, b, ctype));
   };
   for (int i = 0; i < 20000; ++i) {
     ustring const a = next(), b = i % 2 ? recase(a, -1) : next(), c = next();

@@ -45,11 +45,13 @@ struct SortKey {
 };
 
 /// Appends the narrow form of `name`, upper-cased byte by byte with `ctype`, to `keys` and
-/// returns its table position. std::toupper(c, locale), which boost::algorithm::to_upper_copy
-/// applies, is the locale's ctype<char>::toupper(c). std::ctype<char> itself gives the same
-/// answer for a whole range in one virtual call; a derived facet may override only the
-/// one-byte form, so it is asked byte by byte.
-inline int append_sort_key(std::string& keys, ustring const& name, std::ctype<char> const& ctype) {
+/// returns its table position and a view of it, valid while `keys` is not reallocated.
+/// std::toupper(c, locale), which boost::algorithm::to_upper_copy applies, is the locale's
+/// ctype<char>::toupper(c). std::ctype<char> itself gives the same answer for a whole range
+/// in one virtual call; a derived facet may override only the one-byte form, so it is asked
+/// byte by byte.
+inline SortKey append_sort_key(std::string& keys, ustring const& name,
+                               std::ctype<char> const& ctype) {
   std::size_t const start = keys.size();
   fl::i18n::append_utf8(keys, name);
   char* const first = keys.data() + start;
@@ -62,9 +64,9 @@ inline int append_sort_key(std::string& keys, ustring const& name, std::ctype<ch
   // Five rows: comparing lengths first beats a tree search, whose every step compares bytes.
   std::string_view const key(first, keys.size() - start);
   for (auto const& [name, position] : display_table()) {
-    if (name == key) return position;
+    if (name == key) return {position, key};
   }
-  return unlisted;
+  return {unlisted, key};
 }
 
 /// True when `a` is shown before `b`. Table names compare by position, all before the

@@ -26,9 +26,7 @@ void sortProductsInKESTRAbeticalOrder(std::vector<ustring>& products) {
   std::vector<Entry> entries;
   entries.reserve(products.size());
   for (std::size_t i = 0; i < products.size(); ++i) {
-    std::size_t const start = keys.size();
-    int const position = product_order::append_sort_key(keys, products[i], ctype);
-    entries.push_back({{position, std::string_view(keys).substr(start)}, i});
+    entries.push_back({product_order::append_sort_key(keys, products[i], ctype), i});
   }
   // The small entries are sorted, then the names follow them.
   std::sort(entries.begin(), entries.end(),
