@@ -5,7 +5,7 @@ FUZZ_SECONDS ?= 60
 FUZZ_TARGETS := $(patsubst fuzz/%_fuzzer.cpp,%,$(wildcard fuzz/*_fuzzer.cpp))
 FUZZ_DIR := $(CURDIR)/build/fuzz
 
-.PHONY: run test bootstrap build asan tsan unsigned-char arm64-test macos-cross bench fuzz abi-update format clean
+.PHONY: run test bootstrap build asan tsan unsigned-char arm64-test macos-cross bench docs fuzz abi-update format clean
 
 bootstrap:
 	@bash scripts/bootstrap.sh
@@ -60,6 +60,14 @@ bench: bootstrap
 	@test -f build/bench/CMakeCache.txt || cmake --preset bench
 	cmake --build --preset bench -j $(JOBS)
 	./build/bench/bench/qxinstall_bench
+
+# The HTML API reference of the public and the platform headers, in build/docs/html. Any
+# Doxygen warning fails it, an undocumented public symbol included.
+docs:
+	@QX_WITH_DOCS=1 bash scripts/bootstrap.sh
+	@mkdir -p build/docs
+	QX_VERSION=$$(sed -n 's/^project(qxinstall_cpputil VERSION \([0-9.]*\).*/\1/p' CMakeLists.txt) \
+	  doxygen docs/Doxyfile
 
 # Each target runs for FUZZ_SECONDS on a copy of its seeds (new inputs stay under build/fuzz);
 # crashes land in build/fuzz/artifacts. Absolute paths: a target may change its folder.

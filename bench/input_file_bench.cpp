@@ -193,13 +193,15 @@ void BM_PropertyTreeReadIni(benchmark::State& state) {
 BENCHMARK(BM_PropertyTreeReadIni)->Unit(benchmark::kMillisecond);
 
 [[maybe_unused]] bool const rows_added = [] {
+  // The map is the floor: parse is judged against inserting its result; reading the lines
+  // and the INI reader are shown for scale.
   add_time_row(40, "4 `InputFileParser::parse`, 100,000 lines", "BM_InputFileParse",
-               "`std::getline` + trim of each line", "BM_GetlineTrim", qx::bench::ratio_at_most(2));
+               "insert of the same properties into a `PropertyMap`", "BM_InsertIntoPropertyMap",
+               qx::bench::ratio_at_most(1.15));
   add_time_row(41, "4 `InputFileParser::parse`, 100,000 lines", "BM_InputFileParse",
-               "`boost::property_tree::read_ini`, same answers", "BM_PropertyTreeReadIni",
-               qx::bench::ratio_at_most(0.5, ">= 2x faster"));
+               "`std::getline` + trim of each line", "BM_GetlineTrim");
   add_time_row(42, "4 `InputFileParser::parse`, 100,000 lines", "BM_InputFileParse",
-               "insert of the same properties into a `PropertyMap`", "BM_InsertIntoPropertyMap");
+               "`boost::property_tree::read_ini`, same answers", "BM_PropertyTreeReadIni");
   add_time_row(46, "4 `checkInputFile` (diagnostics), 100,000 lines", "BM_CheckInputFile",
                "`InputFileParser::parse`, same file", "BM_InputFileParse",
                qx::bench::ratio_at_most(1.5));

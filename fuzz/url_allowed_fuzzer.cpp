@@ -19,9 +19,11 @@ void require(bool condition) {
   }
 }
 
+// The domain or a subdomain, with no empty label.
 bool is_company_host(std::string_view host) {
   return host == domain || (host.size() > domain.size() + 1 && host.ends_with(domain) &&
-                            host[host.size() - domain.size() - 1] == '.');
+                            host[host.size() - domain.size() - 1] == '.' &&
+                            !host.starts_with('.') && host.find("..") == std::string_view::npos);
 }
 
 int hex_value(char c) {

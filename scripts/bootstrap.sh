@@ -6,11 +6,15 @@ debian_packages=(
   g++ cmake ninja-build make pkg-config
   libboost1.81-dev libboost-log1.81-dev libboost-locale1.81-dev libboost-url1.81-dev
   libgtest-dev libgmock-dev libbenchmark-dev
-  libcli11-dev nlohmann-json3-dev abigail-tools
+  libcli11-dev nlohmann-json3-dev abigail-tools locales
 )
 # Only for `make fuzz` and the fuzz step of CI.
 if [[ "${QX_WITH_FUZZ:-0}" == 1 ]]; then
   debian_packages+=(clang-14 libclang-rt-14-dev)
+fi
+# Only for `make docs` and the docs step of CI.
+if [[ "${QX_WITH_DOCS:-0}" == 1 ]]; then
+  debian_packages+=(doxygen)
 fi
 # Only for `make arm64-test`: the cross compiler, the emulator and the arm64 multiarch libraries.
 # Boost.Log's packages are not multiarch (their amd64 and arm64 builds replace each other), so
@@ -49,6 +53,14 @@ case "$(uname -s)" in
       $sudo apt-get update -qq
       DEBIAN_FRONTEND=noninteractive $sudo apt-get install -y -qq --no-install-recommends "${missing[@]}"
     fi
+    # The tests check that log times stay English under a German locale: generate it (listed in
+    # /etc/locale.gen, so that a later locale-gen keeps it).
+    if ! locale -a 2>/dev/null | grep -qx 'de_DE\.utf8'; then
+      echo "bootstrap: generating the de_DE.UTF-8 locale for the tests"
+      grep -qx 'de_DE.UTF-8 UTF-8' /etc/locale.gen 2>/dev/null ||
+        echo 'de_DE.UTF-8 UTF-8' | $sudo tee -a /etc/locale.gen >/dev/null
+      $sudo locale-gen >/dev/null
+    fi
     unpacked=$(dirname "$0")/../build/arm64-boost-log
     if [[ "${QX_WITH_ARM64:-0}" == 1 && ! -f $unpacked/.done ]]; then
       rm -rf "$unpacked" && mkdir -p "$unpacked/debs"
@@ -67,7 +79,9 @@ case "$(uname -s)" in
     fi
     ;;
   Darwin)
-    for formula in cmake ninja boost googletest google-benchmark cli11 nlohmann-json pkg-config; do
+    formulas=(cmake ninja boost googletest google-benchmark cli11 nlohmann-json pkg-config)
+    [[ "${QX_WITH_DOCS:-0}" == 1 ]] && formulas+=(doxygen)
+    for formula in "${formulas[@]}"; do
       brew list --versions "$formula" >/dev/null 2>&1 || brew install "$formula"
     done
     ;;

@@ -51,10 +51,13 @@ TEST_F(Interrupt, SetAndUnsetAreIdempotentAndTracedEachTime) {
                                    "8Unset INTERRUPT.", "8Unset INTERRUPT."}));
 }
 
+// No name, and a name holding '=' (getenv would match a prefix of a value), name nothing.
 TEST_F(Interrupt, PauseReturnsAtOnceWhenTheVariableIsUndefined) {
   qx::test::ScopedEnv const undefined(pause_variable, nullptr);
+  qx::test::ScopedEnv const value_with_equals("QX_PAUSE_PREFIX", "x=1");
   interrupt::set();  // polling it would throw
-  EXPECT_NO_THROW(interrupt::test::pause_and_throw_if_set(pause_variable));
+  for (char const* name : {pause_variable, static_cast<char const*>(nullptr), "QX_PAUSE_PREFIX=x"})
+    EXPECT_NO_THROW(interrupt::test::pause_and_throw_if_set(name)) << (name ? name : "null");
 }
 
 TEST_F(Interrupt, PauseThrowsSoonAfterASetWhenTheVariableIsDefinedEvenEmpty) {

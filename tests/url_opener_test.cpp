@@ -1,5 +1,6 @@
 #include "install/cpputil/url_opener.hpp"
 
+#include <csignal>
 #include <system_error>
 
 #include "install/cpputil/logger.hpp"
@@ -55,4 +56,16 @@ QX_TABLE_TEST(RunCommand, HandsEachArgumentOverWithoutAShell, "url_opener_argume
 TEST(RunCommand, AProgramThatCannotStartThrowsSystemErrorNamingIt) {
   EXPECT_THAT([] { static_cast<void>(URLOpener().runCommand("/no/such/opener", {"x"})); },
               testing::ThrowsMessage<std::system_error>(testing::HasSubstr("/no/such/opener")));
+}
+
+// A host ignoring SIGCHLD (only a child of the test does) reaps for us: exit 3 reads as 0.
+TEST(RunCommand, AStatusLostToAHostIgnoringSigchldCountsAsSuccess) {
+  qx::test::TempDir const dir;
+  std::vector<std::string> const arguments{"-c", "touch \"$0\"; exit 3", dir.file("ran")};
+  auto const in_child_ignoring_sigchld = [&] {
+    std::signal(SIGCHLD, SIG_IGN);
+    int const status = URLOpener().runCommand("/bin/sh", arguments);
+    std::_Exit(std::filesystem::exists(dir.path() / "ran") ? status : 100);
+  };
+  EXPECT_EXIT(in_child_ignoring_sigchld(), testing::ExitedWithCode(0), "");
 }

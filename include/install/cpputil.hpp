@@ -1,6 +1,7 @@
 #pragma once
 
-// Everything the library exports, for callers that prefer one include to ten.
+/// \file
+/// Everything the library exports, for callers that prefer one include to ten.
 #include "install/cpputil/input_file_diagnostics.hpp"
 #include "install/cpputil/input_file_parser.hpp"
 #include "install/cpputil/input_file_writer.hpp"

@@ -4,6 +4,7 @@
 #include <exception>
 #include <limits>
 #include <string_view>
+#include <system_error>
 
 #include "errors/swallow.hpp"
 #include "foundation/core/process.hpp"
@@ -48,11 +49,12 @@ bool is_local_file(IRI const& iri, std::string_view path) {
                       [](char c) { return static_cast<unsigned char>(c) < 0x20 || c == 0x7F; });
 }
 
-// The domain itself or a subdomain; ".quillford.com" alone has an empty label and is refused.
+// The domain itself or a subdomain, with no empty label (".quillford.com", "a..quillford.com").
 bool is_allowed_host(std::string_view host) {
   if (host == allowed_domain) return true;
   return host.size() >= allowed_domain.size() + 2 && host.ends_with(allowed_domain) &&
-         host[host.size() - allowed_domain.size() - 1] == '.';
+         host[host.size() - allowed_domain.size() - 1] == '.' && !host.starts_with('.') &&
+         host.find("..") == std::string_view::npos;
 }
 
 // The one place this unit swallows exceptions: isAllowedUrl and openUrl never throw. What
@@ -115,7 +117,15 @@ int URLOpener::runCommand(std::string const& program,
   ctx.std_out(foundation::core::discard()).std_err(foundation::core::discard());
   ctx.detached_process(true);
   foundation::core::process child(foundation::core::command(program, arguments), ctx);
-  return child.exit_status();
+  try {
+    return child.exit_status();
+  } catch (std::system_error const& error) {
+    // ECHILD: the program ran and has ended, but the host reaps its children itself (SIGCHLD
+    // ignored), so the status is gone. Reporting a failure that most likely did not happen
+    // would have the caller retry and open the page twice.
+    if (error.code() == std::errc::no_child_process) return 0;
+    throw;
+  }
 }
 
 }  // namespace install::cpputil

@@ -3,6 +3,7 @@
 #include <atomic>
 #include <chrono>
 #include <cstdlib>
+#include <cstring>
 #include <thread>
 
 #include "foundation/log/diagnostic_logger.hpp"
@@ -70,7 +71,8 @@ void unset() noexcept {
 
 namespace test {
 void pause_and_throw_if_set(char const* name) {
-  if (std::getenv(name) == nullptr) {
+  // No name, or one no variable can have: getenv("A=b") would match A's value "b=...".
+  if (name == nullptr || std::strchr(name, '=') != nullptr || std::getenv(name) == nullptr) {
     return;
   }
   std::string const tag = std::string("env ") + name + " is set.";

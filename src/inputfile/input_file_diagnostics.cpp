@@ -283,7 +283,7 @@ class Reader {
                      "ignored; delete it (the keys after it are read all the same)");
     if (std::size_t const colon = text.find(':'); colon != npos) {
       std::string_view const key = lines::trim(text.substr(0, colon));
-      if (!key.empty() && key.find_first_of(lines::whitespace) == npos)
+      if (!key.empty() && std::none_of(key.begin(), key.end(), lines::is_whitespace<char>))
         return add(
             column(text.data() + colon), Severity::error, "colon-separator",
             "':' where '=' belongs: line ignored; did you mean " +

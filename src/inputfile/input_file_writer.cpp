@@ -21,9 +21,12 @@ namespace {
 namespace lines = input_lines;
 using fl::i18n::append_utf8;
 
-constexpr std::u16string_view whitespace = u"\t\n\v\f\r ";
-// List entries keep blanks at their ends, written as '_'; the rest of the whitespace is trimmed.
-constexpr std::u16string_view whitespace_but_blank = whitespace.substr(0, 5);
+// The reader's whitespace, and the part of it that list entries cannot keep at their ends (a
+// blank they keep, written as '_').
+constexpr bool (*whitespace)(char16_t) noexcept = lines::is_whitespace<char16_t>;
+constexpr bool whitespace_but_blank(char16_t c) noexcept {
+  return c != u' ' && lines::is_whitespace(c);
+}
 
 bool is_surrogate(char16_t c) {
   return c >= 0xD800 && c <= 0xDFFF;
@@ -81,9 +84,8 @@ char const* line_problem(std::u16string_view text) {
                                                        : "a line feed, which would end its line";
 }
 
-bool has_blank_end(std::u16string_view text, std::u16string_view blanks) {
-  return !text.empty() && (blanks.find(text.front()) != std::u16string_view::npos ||
-                           blanks.find(text.back()) != std::u16string_view::npos);
+bool has_blank_end(std::u16string_view text, bool (*blank)(char16_t) noexcept) {
+  return !text.empty() && (blank(text.front()) || blank(text.back()));
 }
 
 bool is_list_key(std::u16string_view key) {

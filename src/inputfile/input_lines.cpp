@@ -4,8 +4,6 @@
 #include <locale>
 #include <utility>
 
-#include <boost/algorithm/string/replace.hpp>
-
 namespace install::cpputil::input_lines {
 namespace {
 
@@ -17,9 +15,15 @@ bool holds_key_then_dot(std::string_view line, std::string_view key) noexcept {
   return false;
 }
 
-// The key before `separator`: trimmed and lower-cased, in UTF-16.
+// The key before `separator`: trimmed and lower-cased, in UTF-16. Lowered after the
+// conversion, which saves a copy: only ASCII bytes become ASCII code units.
 ustring key_before(std::string_view line, std::size_t separator) {
-  return fl::i18n::utf8_to_ustring(ascii_lower(trim(line.substr(0, separator))));
+  ustring key;
+  fl::i18n::append_utf16(key, trim(line.substr(0, separator)));
+  for (char16_t& c : key) {
+    if (c >= u'A' && c <= u'Z') c = static_cast<char16_t>(c - u'A' + u'a');
+  }
+  return key;
 }
 
 // The value after `separator`, in UTF-16.
@@ -40,13 +44,13 @@ bool is_list_key(std::u16string_view key) {
 }  // namespace
 
 std::string_view ltrim(std::string_view text) noexcept {
-  auto const first = text.find_first_not_of(whitespace);
-  return first == std::string_view::npos ? std::string_view() : text.substr(first);
+  auto const first = std::find_if_not(text.begin(), text.end(), is_whitespace<char>);
+  return text.substr(static_cast<std::size_t>(first - text.begin()));
 }
 
 std::string_view rtrim(std::string_view text) noexcept {
-  auto const last = text.find_last_not_of(whitespace);
-  return last == std::string_view::npos ? std::string_view() : text.substr(0, last + 1);
+  auto const last = std::find_if_not(text.rbegin(), text.rend(), is_whitespace<char>);
+  return text.substr(0, static_cast<std::size_t>(text.rend() - last));
 }
 
 std::string_view trim(std::string_view text) noexcept {
@@ -67,7 +71,7 @@ std::string ascii_lower(std::string_view text) {
 
 bool is_content(std::string_view line) noexcept {
   if (!line.empty() && line.front() == '#') return false;
-  return line.find_first_not_of(whitespace) != std::string_view::npos;
+  return !std::all_of(line.begin(), line.end(), is_whitespace<char>);
 }
 
 bool holds_list_marker(std::string_view line) noexcept {
@@ -76,7 +80,7 @@ bool holds_list_marker(std::string_view line) noexcept {
 }
 
 void remove_underscores(ustring& text) {
-  boost::algorithm::replace_all(text, u"_", u" ");
+  std::replace(text.begin(), text.end(), u'_', u' ');
 }
 
 effect apply_line(PropertyMap& properties, std::string_view line, PropertyMap::iterator* node) {

@@ -13,8 +13,13 @@
 
 namespace install::cpputil::input_lines {
 
-/// Exactly these six bytes; NUL, other control bytes and bytes from 0x80 up are content.
-inline constexpr std::string_view whitespace = "\t\n\v\f\r ";
+/// True for exactly six bytes: tab, LF, VT, FF, CR and space. NUL, other control bytes and
+/// bytes from 0x80 up are content. (Searching a set of them would call memchr per byte.)
+/// The same test for a UTF-16 code unit, as the text a line is read into.
+template <class Char>
+[[nodiscard]] constexpr bool is_whitespace(Char c) noexcept {
+  return c == Char(' ') || (c >= Char('\t') && c <= Char('\r'));
+}
 
 /// Keys whose values are lists, tried in this order on lines without '='.
 inline constexpr std::array<std::string_view, 2> list_keys{"product", "platform"};

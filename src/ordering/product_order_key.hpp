@@ -7,6 +7,8 @@
 #include <locale>
 #include <map>
 #include <string>
+#include <string_view>
+#include <typeinfo>
 
 #include "fl/i18n.hpp"
 
@@ -23,39 +25,48 @@ inline constexpr char16_t const* display_names[] = {
 /// Position given to names that are not in the table; every table position is lower.
 inline constexpr int unlisted = static_cast<int>(std::size(display_names));
 
-/// The display table, built afresh from display_names.
-inline DisplayTable make_display_table() {
-  DisplayTable table;
-  int position = 0;
-  for (char16_t const* name : display_names) table.emplace(fl::i18n::to_string(name), position++);
+/// The display table, built on first use from display_names and kept: nothing it depends on
+/// can change.
+inline DisplayTable const& display_table() {
+  static DisplayTable const table = [] {
+    DisplayTable built;
+    int position = 0;
+    for (char16_t const* name : display_names) built.emplace(fl::i18n::to_string(name), position++);
+    return built;
+  }();
   return table;
 }
 
-/// A name's table position (or `unlisted`) and its upper-cased narrow form.
+/// A name's table position (or `unlisted`) and its upper-cased narrow form, held in a text
+/// that the caller keeps.
 struct SortKey {
   int position = unlisted;
-  std::string key;
+  std::string_view key;
 };
 
-/// Upper-cases byte by byte with `ctype` and looks the result up. std::toupper(c, locale),
-/// which boost::algorithm::to_upper_copy applies, is the locale's ctype<char>::toupper(c);
-/// taking the facet once saves a facet lookup per byte.
-inline SortKey make_sort_key(ustring const& name, DisplayTable const& table,
-                             std::ctype<char> const& ctype) {
-  SortKey result{unlisted, fl::i18n::to_string(name)};
-  for (char& c : result.key) {
-    c = ctype.toupper(c);
+/// Appends the narrow form of `name`, upper-cased byte by byte with `ctype`, to `keys` and
+/// returns its table position and a view of it, valid while `keys` is not reallocated.
+/// std::toupper(c, locale), which boost::algorithm::to_upper_copy applies, is the locale's
+/// ctype<char>::toupper(c). std::ctype<char> itself gives the same answer for a whole range
+/// in one virtual call; a derived facet may override only the one-byte form, so it is asked
+/// byte by byte.
+inline SortKey append_sort_key(std::string& keys, ustring const& name,
+                               std::ctype<char> const& ctype) {
+  std::size_t const start = keys.size();
+  fl::i18n::append_utf8(keys, name);
+  char* const first = keys.data() + start;
+  char* const last = keys.data() + keys.size();
+  if (typeid(ctype) == typeid(std::ctype<char>)) {
+    ctype.toupper(first, last);
+  } else {
+    for (char* c = first; c != last; ++c) *c = ctype.toupper(*c);
   }
-  if (auto const found = table.find(result.key); found != table.end()) {
-    result.position = found->second;
+  // Five rows: comparing lengths first beats a tree search, whose every step compares bytes.
+  std::string_view const key(first, keys.size() - start);
+  for (auto const& [name, position] : display_table()) {
+    if (name == key) return {position, key};
   }
-  return result;
-}
-
-/// Upper-cases byte by byte under the current global locale and looks the result up.
-inline SortKey make_sort_key(ustring const& name, DisplayTable const& table) {
-  std::locale const locale;
-  return make_sort_key(name, table, std::use_facet<std::ctype<char>>(locale));
+  return {unlisted, key};
 }
 
 /// True when `a` is shown before `b`. Table names compare by position, all before the

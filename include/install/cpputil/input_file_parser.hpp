@@ -1,5 +1,8 @@
 #pragma once
 
+/// \file
+/// The installer input file: its lines (InputFileParser, shouldAppend) and its PropertyMap.
+
 #include <map>
 #include <string>
 #include <variant>

@@ -1,5 +1,8 @@
 #pragma once
 
+/// \file
+/// InstallerException, the installer's error type, and createLocation.
+
 #include <stdexcept>
 #include <string>
 

@@ -1,5 +1,8 @@
 #pragma once
 
+/// \file
+/// The installer's user-interface locale, as language and region.
+
 #include "fl/i18n.hpp"
 #include "install/cpputil/export.hpp"
 

@@ -1,5 +1,8 @@
 #pragma once
 
+/// \file
+/// The interrupt flag: a cancel request that reaches workers as an exception.
+
 #include <stdexcept>
 #include <string>
 
@@ -35,8 +38,9 @@ QX_CPPUTIL_API void unset() noexcept;
 
 namespace test {
 /// Returns at once when the environment variable `name` is not defined (an empty value
-/// counts as defined); otherwise polls the flag 600 times, 100 ms apart, and throws
-/// Exception tagged "env <name> is set." as soon as it is seen set.
+/// counts as defined; a null `name`, or one holding '=', names no variable); otherwise polls
+/// the flag 600 times, 100 ms apart, and throws Exception tagged "env <name> is set." as
+/// soon as it is seen set.
 QX_CPPUTIL_API void pause_and_throw_if_set(char const* name);
 }  // namespace test
 

@@ -1,5 +1,8 @@
 #pragma once
 
+/// \file
+/// The display order of product names.
+
 #include <vector>
 
 #include "fl/i18n.hpp"

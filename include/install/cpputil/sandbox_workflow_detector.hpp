@@ -1,5 +1,8 @@
 #pragma once
 
+/// \file
+/// Detection of the sandbox (development-tree) workflow.
+
 #include "install/cpputil/export.hpp"
 
 namespace install::cpputil {

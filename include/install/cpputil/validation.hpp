@@ -1,5 +1,8 @@
 #pragma once
 
+/// \file
+/// Validation of argument values against rule texts.
+
 #include <map>
 #include <string>
 #include <vector>

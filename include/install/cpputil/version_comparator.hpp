@@ -1,5 +1,8 @@
 #pragma once
 
+/// \file
+/// Comparison of dotted version numbers.
+
 #include <string>
 #include <vector>
 
@@ -11,9 +14,13 @@ namespace install::cpputil {
 /// Compares dotted version numbers piece by piece as integers. Stateless.
 class QX_CPPUTIL_API VersionComparator {
  public:
+  /// Nothing to set up.
   VersionComparator() = default;
+  /// Nothing to release.
   virtual ~VersionComparator();
+  /// Copies nothing: the class holds no state.
   VersionComparator(VersionComparator const&) = default;
+  /// Copies nothing: the class holds no state.
   VersionComparator& operator=(VersionComparator const&) = default;
 
   /// -1, 0 or 1 as `first` is lower, equal or higher; missing pieces count as 0. Each piece

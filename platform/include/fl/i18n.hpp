@@ -1,5 +1,8 @@
 #pragma once
 
+/// \file
+/// ustring and the conversions between UTF-8 and UTF-16.
+
 #include <cstddef>
 #include <string>
 #include <string_view>

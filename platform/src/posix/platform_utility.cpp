@@ -5,6 +5,7 @@
 #include <cerrno>
 #include <cstdlib>
 #include <ctime>
+#include <string_view>
 #include <vector>
 
 #include "system.hpp"
@@ -50,9 +51,13 @@ std::string PlatformUtility::getPlatformUserName() const {
   if (rc == 0 && found != nullptr && found->pw_name != nullptr && *found->pw_name != '\0') {
     return found->pw_name;
   }
-  char const* user = std::getenv("USER");
-  if (user != nullptr && *user != '\0') return user;
-  return "unknown";
+  // The name becomes part of a file name in a shared folder: one that could climb out of it,
+  // or name the folder itself, is not used.
+  char const* const variable = std::getenv("USER");
+  std::string_view const user = variable != nullptr ? variable : "";
+  if (user.empty() || user == "." || user == ".." || user.find('/') != std::string_view::npos)
+    return "unknown";
+  return std::string(user);
 }
 
 std::string PlatformUtility::getPlatformCurrentTime(std::string const& format) const {

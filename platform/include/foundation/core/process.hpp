@@ -1,5 +1,8 @@
 #pragma once
 
+/// \file
+/// Starting a program without a shell and reading its exit status.
+
 #include <sys/types.h>
 #include <boost/variant.hpp>
 #include <string>

@@ -1,5 +1,8 @@
 #pragma once
 
+/// \file
+/// The user's locale as the system reports it.
+
 #include <string>
 
 #include "fl/platform_export.hpp"
@@ -21,7 +24,7 @@ class QX_PLATFORM_API system_locale {
   system_locale(std::string language, std::string region);
 
   /// The user's locale for `cat`: the first of its variables that is set and non-empty,
-  /// read as language[_REGION][.codeset][@modifier] (language lower-cased, region
+  /// read as `language[_REGION][.codeset][@modifier]` (language lower-cased, region
   /// upper-cased). "C", "POSIX" (with any codeset), an unreadable value and no value at all
   /// give "en" and "US"; on macOS no value means CoreFoundation's current locale. Never needs
   /// the locale to be installed. Throws std::invalid_argument for an unknown category.

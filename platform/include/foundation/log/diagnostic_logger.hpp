@@ -1,5 +1,8 @@
 #pragma once
 
+/// \file
+/// Diagnostic trace channels and FL_TRACE.
+
 #include <atomic>
 #include <cstdint>
 #include <memory>
@@ -50,6 +53,9 @@ QX_PLATFORM_API void set_enabled_levels(std::string const& channel, unsigned mas
 
 namespace detail {
 
+/// Appends one piece of a record to `out`: narrow text as it is, UTF-16 text and paths as
+/// UTF-8, a char as one byte, an integer in decimal.
+///@{
 inline void append_piece(std::string& out, std::string_view piece) {
   out.append(piece);
 }
@@ -74,14 +80,15 @@ inline void append_piece(std::string& out, char16_t const* piece) {
 inline void append_piece(std::string& out, fl::filesystem::basic_path const& piece) {
   fl::i18n::append_utf8(out, piece.string());
 }
-/// Booleans read 1 or 0, as a stream writes them by default.
-inline void append_piece(std::string& out, bool piece) {
-  out.push_back(piece ? '1' : '0');
-}
 template <class Integer>
 requires(std::is_integral_v<Integer> && !std::is_same_v<Integer, bool> &&
          !std::is_same_v<Integer, char>) void append_piece(std::string& out, Integer piece) {
   out.append(std::to_string(piece));
+}
+///@}
+/// Booleans read 1 or 0, as a stream writes them by default.
+inline void append_piece(std::string& out, bool piece) {
+  out.push_back(piece ? '1' : '0');
 }
 
 /// Joins the pieces without separators and writes one record.

@@ -1,5 +1,8 @@
 #pragma once
 
+/// \file
+/// IRI: parsing URLs and IRIs into their components.
+
 #include <string>
 
 #include "fl/platform_export.hpp"

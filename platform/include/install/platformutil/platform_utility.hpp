@@ -1,5 +1,8 @@
 #pragma once
 
+/// \file
+/// The current user's name and the formatted local time.
+
 #include <string>
 
 #include "fl/platform_export.hpp"
@@ -9,7 +12,8 @@ namespace install::platformutil {
 /// Facts about the current user and time, as the installer needs them.
 class QX_PLATFORM_API PlatformUtility {
  public:
-  /// The effective user's login name (getpwuid_r), else $USER, else "unknown".
+  /// The effective user's login name (getpwuid_r); for a user without one, $USER unless it
+  /// is empty, holds '/' or is "." or ".."; else "unknown". Never empty.
   [[nodiscard]] std::string getPlatformUserName() const;
   /// The local time formatted by strftime `format` in the classic locale, so month and day
   /// names are English whatever the user's locale. An empty format gives "".
