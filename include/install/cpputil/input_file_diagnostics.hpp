@@ -25,10 +25,11 @@ struct InputFileDiagnostic {
   /// What was found, such as "ignored-line" or "rule-failed".
   std::string code;
   /// English: what was found, what the parser did with it and what to write instead. Text
-  /// from the file or the rules appears with control bytes escaped (\r, \x01), so a message
-  /// holds no control character.
+  /// from the file or the rules appears with control bytes escaped C-style (backslash r,
+  /// backslash x01), so a message holds no control character.
   std::string message;
 
+  /// Equal when every field is.
   friend bool operator==(InputFileDiagnostic const&, InputFileDiagnostic const&) = default;
 };
 
@@ -44,9 +45,9 @@ struct InputFileReport {
 /// every line the parser ignores or reads surprisingly: ignored-line, section-header,
 /// colon-separator, empty-key, list-key-assignment, list-line-ignored, empty-list-entry,
 /// duplicate-key, bracket-in-key, byte-order-mark, stray-byte-order-mark, carriage-return,
-/// invalid-utf8, comment-in-value and unreadable-file. A file saved as UTF-16 or UTF-32 (with or without a
-/// byte-order mark) gives the single error not-utf8 on line 0 and nothing else, since every
-/// other finding would follow from it. With `rules` (as validate_args takes them; empty means
+/// invalid-utf8, comment-in-value and unreadable-file. A file saved as UTF-16 or UTF-32 (with or
+/// without a byte-order mark) gives the single error not-utf8 on line 0 and nothing else, since
+/// every other finding would follow from it. With `rules` (as validate_args takes them; empty means
 /// none) it also reports rule-failed for every single value that fails (quoted-value when only
 /// its quotes make it fail), trailing-text for an intval value with text after its number,
 /// unknown-key (with the one nearest rule key, if any: blanks, hyphens and underscores are

@@ -1,5 +1,8 @@
 #pragma once
 
+/// \file
+/// The installation log: its destination, its entries and what is reported when one is lost.
+
 #include <cstddef>
 #include <functional>
 #include <string>
@@ -73,6 +76,7 @@ struct WriteFailure {
   /// The size of the whole entry in bytes, its line feed included.
   std::size_t size = 0;
 
+  /// Equal when every field is.
   friend bool operator==(WriteFailure const&, WriteFailure const&) = default;
 };
 

@@ -1,5 +1,9 @@
 #pragma once
 
+/// \file
+/// Paths and files: existence, folders, the temporary and install folders, the file streams
+/// and the line reader.
+
 #include <sys/types.h>
 #include <ios>
 #include <istream>

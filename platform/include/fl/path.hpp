@@ -1,5 +1,8 @@
 #pragma once
 
+/// \file
+/// The path value and the one step from text to a path.
+
 #include <string>
 #include <string_view>
 #include <utility>
@@ -22,6 +25,7 @@ class QX_PLATFORM_API basic_path {
   /// True when the text is empty (no path).
   [[nodiscard]] bool empty() const noexcept { return text_.empty(); }
 
+  /// Equal when the texts are equal, code unit for code unit.
   friend bool operator==(basic_path const&, basic_path const&) = default;
 
  private:
