@@ -6,7 +6,7 @@ debian_packages=(
   g++ cmake ninja-build make pkg-config
   libboost1.81-dev libboost-log1.81-dev libboost-locale1.81-dev libboost-url1.81-dev
   libgtest-dev libgmock-dev libbenchmark-dev
-  libcli11-dev nlohmann-json3-dev abigail-tools locales
+  libcli11-dev abigail-tools locales
 )
 # Only for `make fuzz` and the fuzz step of CI.
 if [[ "${QX_WITH_FUZZ:-0}" == 1 ]]; then
@@ -79,7 +79,7 @@ case "$(uname -s)" in
     fi
     ;;
   Darwin)
-    formulas=(cmake ninja boost googletest google-benchmark cli11 nlohmann-json pkg-config)
+    formulas=(cmake ninja boost googletest google-benchmark cli11 pkg-config)
     [[ "${QX_WITH_DOCS:-0}" == 1 ]] && formulas+=(doxygen)
     for formula in "${formulas[@]}"; do
       brew list --versions "$formula" >/dev/null 2>&1 || brew install "$formula"
