@@ -365,12 +365,8 @@ class Reader {
                         shown(value.substr(1, value.size() - 2)));
     std::string hint;
     if (kind == "strval") {
-      std::vector<std::string_view> allowed;
-      for (std::size_t start = 0, comma = 0; comma != npos; start = comma + 1) {
-        comma = parameter_view.find(',', start);
-        allowed.push_back(parameter_view.substr(start, comma - start));
-      }
-      hint = did_you_mean(suggestion::Candidates(std::move(allowed)).nearest(value));
+      hint = did_you_mean(
+          suggestion::Candidates(rule_kinds::allowed_values(parameter_view)).nearest(value));
     } else if (kind == "boolval") {
       hint = "; boolval accepts true, false, yes or no, in any case";
     } else if (kind == "intval") {

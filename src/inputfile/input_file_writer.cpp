@@ -195,14 +195,13 @@ void write_header(std::string& out, std::string const& header) {
 std::string description(rule_kinds::rule_kind const& row, std::string_view parameter) {
   std::string words(row.description);
   if (!row.names_values) return words;
-  for (std::size_t start = 0;;) {
-    auto const comma = parameter.find(',', start);
-    std::string_view const value = parameter.substr(start, comma - start);
+  char const* separator = "";
+  for (std::string_view const value : rule_kinds::allowed_values(parameter)) {
+    words += separator;
     words += value.empty() ? "(empty)" : escaped(fl::i18n::utf8_to_ustring(std::string(value)));
-    if (comma == std::string_view::npos) return words;
-    words += ", ";
-    start = comma + 1;
+    separator = ", ";
   }
+  return words;
 }
 
 // The first allowed value of `row` with `parameter` that a file can hold and that passes the
@@ -210,16 +209,13 @@ std::string description(rule_kinds::rule_kind const& row, std::string_view param
 std::optional<std::string> first_allowed(rule_kinds::rule_kind const& row,
                                          std::string const& parameter) {
   if (!row.names_values) return std::nullopt;
-  for (std::size_t start = 0;;) {
-    auto const comma = parameter.find(',', start);
-    std::string value = parameter.substr(start, comma - start);
-    ustring const wide = fl::i18n::utf8_to_ustring(value);
-    if (fl::i18n::ustring_to_utf8(wide) == value && value_problem(wide).empty() &&
+  for (std::string_view const allowed : rule_kinds::allowed_values(parameter)) {
+    std::string value(allowed);
+    if (fl::i18n::is_valid_utf8(value) && value_problem(fl::i18n::utf8_to_ustring(value)).empty() &&
         row.accepts(value, parameter))
       return value;
-    if (comma == std::string::npos) return std::nullopt;
-    start = comma + 1;
   }
+  return std::nullopt;
 }
 
 [[noreturn]] void fail_write(ustring const& fileName, int error) {
@@ -309,7 +305,7 @@ std::string inputFileTemplate(std::map<std::string, std::string> const& rules) {
     out += '\n';
     ustring const key = fl::i18n::utf8_to_ustring(name);
     std::string const problem =
-        fl::i18n::ustring_to_utf8(key) != name ? "it is not UTF-8" : single_key_problem(key);
+        !fl::i18n::is_valid_utf8(name) ? "it is not UTF-8" : single_key_problem(key);
     if (!problem.empty()) {
       out += "# key " + quoted_text(key) + " cannot be set by an answer file: " + problem + "\n";
       continue;

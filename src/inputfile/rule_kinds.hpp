@@ -8,6 +8,7 @@
 #include <string>
 #include <string_view>
 #include <utility>
+#include <vector>
 
 #include "install/cpputil/validation.hpp"
 
@@ -67,6 +68,17 @@ inline constexpr rule_kind kinds[] = {
     if (row.name == kind) return &row;
   }
   return nullptr;
+}
+
+/// The entries of a strval list, as validate_strval reads them: split at every ',', empty
+/// entries included (the empty list is one empty entry).
+[[nodiscard]] inline std::vector<std::string_view> allowed_values(std::string_view list) {
+  std::vector<std::string_view> values;
+  for (std::size_t start = 0, comma = 0; comma != std::string_view::npos; start = comma + 1) {
+    comma = list.find(',', start);
+    values.push_back(list.substr(start, comma - start));
+  }
+  return values;
 }
 
 /// A rule text's kind (the text before the first ':', or all of it) and its parameter (the
