@@ -61,6 +61,18 @@ check_usage() { # a command's help must never pass for its success, whatever the
 }
 
 setup_check() { printf 'mode silent\n' >$'two\nlines.txt'; } # what git would hold awkwardly
+check_check() { # the README's table and the header's list name exactly the codes of the table
+  local root codes readme header
+  root=$(dirname "$table")/../..
+  codes=$("$qx" check --codes | awk '{ print $1 }' | sort)
+  [[ $(wc -l <<<"$codes") -ge 20 ]] || fail "check --codes listed only [$codes]"
+  readme=$(sed -n '/^| code | severity |/,/^$/s/^| `\([a-z0-9-]*\)` |.*/\1/p' "$root/README.md" | sort)
+  header=$(sed -n '/The codes, as inputFileDiagnosticCodes/,/^[^/]/p' \
+    "$root/include/install/cpputil/input_file_diagnostics.hpp" | grep -o '`[a-z0-9-]*`' | tr -d '`' | sort)
+  [[ $readme == "$codes" ]] || fail "README's codes differ: $(diff <(echo "$readme") <(echo "$codes") | tr '\n' ' ')"
+  [[ $header == "$codes" ]] || fail "the header's codes differ: $(diff <(echo "$header") <(echo "$codes") | tr '\n' ' ')"
+  "$qx" check --codes --json | grep -c '"meaning": ' | grep -qx "$(wc -l <<<"$codes")" || fail "check --codes --json"
+}
 setup_write() { cp "$(dirname "$table")/../../examples/rules.txt" readme-rules.txt; }
 check_write() { # the template checks clean; the canonical form reads back equal; --to writes the same
   "$qx" template --rules readme-rules.txt >template.txt || fail "template exited $?"

@@ -6,6 +6,7 @@
 #include <string_view>
 
 #include "fl/i18n.hpp"
+#include "fl/text.hpp"
 
 namespace foundation::network {
 namespace {
@@ -14,18 +15,16 @@ namespace {
   throw std::invalid_argument("IRI: " + std::string(why));
 }
 
-bool is_control_or_space(unsigned char c) {
-  return c <= 0x20 || c == 0x7F;
+// A blank or a control character (C1 included) in the text of a URL.
+bool holds_control_or_space(std::string_view text) {
+  return text.find(' ') != std::string_view::npos || fl::text::holds_control(text);
 }
 
 // Browsers read '\' as '/' and drop tabs and line feeds, so such text means something else
 // to them than to RFC 3986; refusing it keeps the two readings equal.
 void check_raw_text(std::string const& text) {
-  for (char const ch : text) {
-    auto const c = static_cast<unsigned char>(ch);
-    if (c == '\\') reject("backslash");
-    if (is_control_or_space(c)) reject("control character or space");
-  }
+  if (text.find('\\') != std::string::npos) reject("backslash");
+  if (holds_control_or_space(text)) reject("control character or space");
   if (!fl::i18n::is_valid_utf8(text)) reject("ill-formed UTF-8");
 }
 
@@ -51,12 +50,8 @@ std::string map_to_uri(std::string const& text) {
 // escape such as %2F or %40 cannot move the host boundary for one reader and not the other.
 void check_decoded_host(std::string const& host) {
   static constexpr std::string_view forbidden = "#%/:<>?@[\\]^|";
-  for (char const ch : host) {
-    auto const c = static_cast<unsigned char>(ch);
-    if (is_control_or_space(c) || forbidden.find(ch) != std::string_view::npos) {
-      reject("forbidden character in host");
-    }
-  }
+  if (holds_control_or_space(host) || host.find_first_of(forbidden) != std::string::npos)
+    reject("forbidden character in host");
   if (!fl::i18n::is_valid_utf8(host)) reject("ill-formed UTF-8 in host");
 }
 

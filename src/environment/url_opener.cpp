@@ -7,6 +7,7 @@
 #include <system_error>
 
 #include "errors/swallow.hpp"
+#include "fl/text.hpp"
 #include "foundation/core/process.hpp"
 #include "foundation/network/iri.hpp"
 #include "install/cpputil/logger.hpp"
@@ -45,8 +46,7 @@ bool is_local_file(IRI const& iri, std::string_view path) {
   std::string const host = iri.getHostUtf8(Encoding::decoded);
   if (iri.hasPort() || (!host.empty() && host != "localhost") || path.starts_with("//"))
     return false;
-  return std::none_of(path.begin(), path.end(),
-                      [](char c) { return static_cast<unsigned char>(c) < 0x20 || c == 0x7F; });
+  return !fl::text::holds_control(path);
 }
 
 // The domain itself or a subdomain, with no empty label (".quillford.com", "a..quillford.com").

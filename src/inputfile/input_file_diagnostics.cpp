@@ -1,14 +1,14 @@
 #include "install/cpputil/input_file_diagnostics.hpp"
 
 #include <algorithm>
-#include <array>
-#include <cstdio>
 #include <numeric>
 #include <string_view>
 #include <utility>
 
 #include <boost/unordered/unordered_flat_map.hpp>
 
+#include "fl/text.hpp"
+#include "inputfile/diagnostic_codes.hpp"
 #include "inputfile/input_lines.hpp"
 #include "inputfile/rule_kinds.hpp"
 #include "inputfile/suggestion.hpp"
@@ -21,26 +21,14 @@ using fl::i18n::ustring_to_utf8;
 using Severity = DiagnosticSeverity;
 using namespace std::string_view_literals;
 
-constexpr std::string_view byte_order_mark = "\xEF\xBB\xBF";
 constexpr std::size_t npos = std::string_view::npos;
+using diagnostic_codes::code_row;
+using diagnostic_codes::row;
 
-// `text` with every control byte escaped, so that no message carries one to a terminal.
+// `text` with every control character and bad byte escaped, so that no message carries one to
+// a terminal or to a reader that splits lines at NEL.
 std::string shown(std::string_view text) {
-  std::string out;
-  out.reserve(text.size());
-  for (char const c : text) {
-    auto const byte = static_cast<unsigned char>(c);
-    if (byte >= 0x20 && byte != 0x7F) {
-      out.push_back(c);
-    } else if (c == '\t' || c == '\n' || c == '\r') {
-      out.append(c == '\t' ? "\\t" : c == '\n' ? "\\n" : "\\r");
-    } else {
-      std::array<char, 5> hex{};
-      std::snprintf(hex.data(), hex.size(), "\\x%02X", byte);
-      out.append(hex.data());
-    }
-  }
-  return out;
+  return fl::text::escaped(text);
 }
 
 std::string quoted(std::string_view text) {
@@ -53,34 +41,9 @@ std::string did_you_mean(std::string_view found) {
   return found.empty() ? std::string() : "; did you mean " + shown(found) + "?";
 }
 
-// What the file was saved as when it is not UTF-8, judged by its first bytes: a UTF-16 or
-// UTF-32 byte-order mark, or NUL bytes where ASCII text in those encodings has them (every
-// other byte, or three bytes of four); nullptr otherwise.
-char const* foreign_encoding(std::string_view head) {
-  if (head.starts_with("\xFF\xFE\0\0"sv)) return "UTF-32 little-endian";
-  if (head.starts_with("\0\0\xFE\xFF"sv)) return "UTF-32 big-endian";
-  if (head.starts_with("\xFF\xFE"sv)) return "UTF-16 little-endian";
-  if (head.starts_with("\xFE\xFF"sv)) return "UTF-16 big-endian";
-  if (head.size() < 4) return nullptr;
-  std::array<std::size_t, 4> zeros{}, bytes{};
-  for (std::size_t i = 0; i < head.size(); ++i) {
-    ++bytes[i % 4];
-    zeros[i % 4] += head[i] == '\0' ? 1 : 0;
-  }
-  auto const nul = [&](std::size_t i) { return 4 * zeros[i] >= 3 * bytes[i]; };
-  auto const text = [&](std::size_t i) { return 4 * zeros[i] <= bytes[i]; };
-  if (text(0) && nul(1) && nul(2) && nul(3)) return "UTF-32 little-endian";
-  if (nul(0) && nul(1) && nul(2) && text(3)) return "UTF-32 big-endian";
-  if (text(0) && nul(1) && text(2) && nul(3)) return "UTF-16 little-endian";
-  if (nul(0) && text(1) && nul(2) && text(3)) return "UTF-16 big-endian";
-  return nullptr;
-}
-
 // Whether `text` reads as a line of its own: an assignment, a list line or a comment.
 bool looks_like_a_line(std::string_view text) {
-  return text.find('=') != npos || text.starts_with('#') ||
-         std::any_of(lines::list_keys.begin(), lines::list_keys.end(),
-                     [text](auto key) { return text.find(std::string(key) + '.') != npos; });
+  return text.find('=') != npos || text.starts_with('#') || lines::holds_list_marker(text);
 }
 
 // Where a key and its value stand: the line and the columns where each begins.
@@ -100,9 +63,9 @@ class Reader {
     if (!decided_) sample(physical);
     std::string_view const text = lines::trim(physical);
     if (!lines::is_content(text)) return;
-    if (auto const mark = physical.find(byte_order_mark); mark != npos) byte_order_mark_at(mark);
+    if (auto const mark = physical.find(fl::text::utf8_mark); mark != npos) byte_order_mark_at(mark);
     if (auto const valid = fl::i18n::valid_utf8_length(text); valid != text.size())
-      add(column(text.data() + valid), Severity::warning, "invalid-utf8",
+      add(column(text.data() + valid), row("invalid-utf8"),
           "line holds bytes that are not UTF-8: they become U+FFFD in the map");
     if (auto const cr = text.find('\r'); cr != npos) carriage_return(text, cr);
     PropertyMap::iterator node;
@@ -114,17 +77,17 @@ class Reader {
       case lines::effect::no_shape:
         return ignored(text);
       case lines::effect::empty_key:
-        return add(column(text.data() + text.find('=')), Severity::error, "empty-key",
+        return add(column(text.data() + text.find('=')), row("empty-key"),
                    "assignment without a key: line ignored");
       case lines::effect::list_key_assignment: {
         std::size_t const eq = text.find('=');
         std::string const key = lines::ascii_lower(lines::trim(text.substr(0, eq)));
-        return add(key_column(text, eq), Severity::error, "list-key-assignment",
+        return add(key_column(text, eq), row("list-key-assignment"),
                    "assignment to the list key " + quoted(key) +
                        " is ignored; list entries are written as " + key + ".<entry>");
       }
       case lines::effect::list_on_single:
-        return add(key_column(text, text.find('.')), Severity::error, "list-line-ignored",
+        return add(key_column(text, text.find('.')), row("list-line-ignored"),
                    "list line for " + quoted(ustring_to_utf8(node->first)) +
                        ", which holds the single value of line " +
                        std::to_string(place_of_[&*node].line) + ": line ignored");
@@ -133,7 +96,8 @@ class Reader {
 
   // The file did not open, or a read failed part-way.
   void unreadable(int error) {
-    add_at(0, 0, Severity::error, "unreadable-file",
+    report_.error = error;
+    add_at(0, 0, row("unreadable-file"),
            (line_ == 0 ? "the file cannot be read: " : "the file cannot be read to its end: ") +
                fl::filesystem::failure_reason(error));
   }
@@ -141,10 +105,10 @@ class Reader {
   InputFileReport finish() && {
     if (!decided_) decide();
     for (auto const& [place, entry] : overridden_)
-      add_at(place.line, place.key, Severity::warning, "duplicate-key",
+      add_at(place.line, place.key, row("duplicate-key"),
              "key " + quoted(ustring_to_utf8(entry->first)) + " is assigned again on line " +
                  std::to_string(place_of_[entry].line) + ", which wins: this value is ignored");
-    if (!rules_.empty() && foreign_ == nullptr) check_rules();
+    if (!rules_.empty() && !foreign_) check_rules();
     sort_by_line();
     return std::move(report_);
   }
@@ -167,13 +131,13 @@ class Reader {
     found = std::move(sorted);
   }
 
-  void add(std::size_t column, Severity severity, std::string_view code, std::string message) {
-    add_at(line_, column, severity, code, std::move(message));
+  void add(std::size_t column, code_row const& kind, std::string message) {
+    add_at(line_, column, kind, std::move(message));
   }
-  void add_at(std::size_t line, std::size_t column, Severity severity, std::string_view code,
-              std::string message) {
-    if (foreign_ != nullptr) return;  // the one finding of such a file is its encoding
-    report_.diagnostics.push_back({line, column, severity, std::string(code), std::move(message)});
+  void add_at(std::size_t line, std::size_t column, code_row const& kind, std::string message) {
+    if (foreign_) return;  // the one finding of such a file is its encoding
+    report_.diagnostics.push_back(
+        {line, column, kind.severity, std::string(kind.code), std::move(message)});
   }
 
   // The 1-based column of `at`, a position in the current physical line.
@@ -199,20 +163,21 @@ class Reader {
   }
   void decide() {
     decided_ = true;
-    foreign_ = foreign_encoding(head_);
+    fl::text::encoding const form = fl::text::sniff_encoding(head_);
     head_ = std::string();
-    if (foreign_ == nullptr) return;
-    report_.diagnostics.assign(
-        {{0, 0, Severity::error, "not-utf8",
-          "the file is " + std::string(foreign_) + " text; save it as UTF-8"}});
+    if (form == fl::text::encoding::utf8) return;
+    report_.diagnostics.clear();
+    add_at(0, 0, row("not-utf8"),
+           "the file is " + std::string(fl::text::name_of(form)) + " text; save it as UTF-8");
+    foreign_ = true;
   }
 
   void byte_order_mark_at(std::size_t mark) {
     if (line_ == 1 && mark == 0)
-      return add(1, Severity::warning, "byte-order-mark",
+      return add(1, row("byte-order-mark"),
                  "the file starts with a UTF-8 byte-order mark: its first line is never read "
                  "as a comment or a key");
-    add(mark + 1, Severity::warning, "stray-byte-order-mark",
+    add(mark + 1, row("stray-byte-order-mark"),
         "UTF-8 byte-order mark (EF BB BF) inside the file, as left by joining two files: it "
         "is read as part of the line; delete it");
   }
@@ -221,11 +186,11 @@ class Reader {
     std::string_view const rest = text.substr(cr + 1);
     std::string_view const next = lines::trim(rest.substr(0, rest.find('\r')));
     if (looks_like_a_line(next))
-      return add(column(text.data() + cr), Severity::error, "carriage-return",
+      return add(column(text.data() + cr), row("carriage-return-line-end"),
                  "carriage return used as a line end (old Mac line ends): " + quoted(next) +
                      " after it is read as part of this line; save the file with LF or CR LF "
                      "line ends");
-    add(column(text.data() + cr), Severity::warning, "carriage-return",
+    add(column(text.data() + cr), row("carriage-return"),
         "carriage return (\\r) inside the line: it stays part of the key or value; delete it");
   }
 
@@ -247,7 +212,7 @@ class Reader {
     bracket_in_key(text, dot, node->first);
     if (lines::value_text(text, dot).empty()) {
       std::string const key = ustring_to_utf8(node->first);
-      return add(column(text.data() + dot), Severity::warning, "empty-list-entry",
+      return add(column(text.data() + dot), row("empty-list-entry"),
                  "list line " + quoted(text) +
                      " has no name after the dot: an empty entry is "
                      "added to the list " +
@@ -259,7 +224,7 @@ class Reader {
   void bracket_in_key(std::string_view text, std::size_t separator, ustring const& key) {
     std::size_t const bracket = text.substr(0, separator).find_first_of("[]");
     if (bracket == npos) return;
-    add(column(text.data() + bracket), Severity::warning, "bracket-in-key",
+    add(column(text.data() + bracket), row("bracket-in-key"),
         "key " + quoted(ustring_to_utf8(key)) +
             " holds '[' or ']': it is an ordinary key, neither a list nor a section; list "
             "entries are written as product.<name> or platform.<name>");
@@ -270,14 +235,14 @@ class Reader {
     std::string_view const value = lines::value_text(text, separator);
     std::size_t const comment = value.find(" #");
     if (comment == npos) return;
-    add(column(value.data() + comment + 1), Severity::note, "comment-in-value",
+    add(column(value.data() + comment + 1), row("comment-in-value"),
         std::string(what) + " " + quoted(value) + " of key " + quoted(ustring_to_utf8(key)) +
             " contains \" #\": the text after '#' stays part of it");
   }
 
   void ignored(std::string_view text) {
     if (text.starts_with('[') && text.ends_with(']'))
-      return add(column(text.data()), Severity::error, "section-header",
+      return add(column(text.data()), row("section-header"),
                  quoted(text) +
                      " is a section header, but answer files have none: line "
                      "ignored; delete it (the keys after it are read all the same)");
@@ -285,17 +250,16 @@ class Reader {
       std::string_view const key = lines::trim(text.substr(0, colon));
       if (!key.empty() && std::none_of(key.begin(), key.end(), lines::is_whitespace<char>))
         return add(
-            column(text.data() + colon), Severity::error, "colon-separator",
+            column(text.data() + colon), row("colon-separator"),
             "':' where '=' belongs: line ignored; did you mean " +
                 quoted(std::string(key) + " = " + std::string(lines::value_text(text, colon))) +
                 "?");
     }
     std::string message =
         "line is neither key=value nor a product. or platform. list line: ignored";
-    std::string const lowered = lines::ascii_lower(text);
-    if (lowered.find("product.") != npos || lowered.find("platform.") != npos)
+    if (lines::holds_list_marker(lines::ascii_lower(text)))
       message += "; list lines need lower-case product. or platform.";
-    add(0, Severity::error, "ignored-line", std::move(message));
+    add(0, row("ignored-line"), std::move(message));
   }
 
   // Keys are read trimmed and lower-cased, so a rule key that is not stays unused.
@@ -316,7 +280,7 @@ class Reader {
       Place const place = place_of_[&entry];
       auto const rule = rules_.find(name);
       if (rule == rules_.end())
-        add_at(place.line, place.key, Severity::warning, "unknown-key",
+        add_at(place.line, place.key, row("unknown-key"),
                "key " + quoted(name) + " has no rule: its value is never checked" +
                    did_you_mean(keys.nearest(name)));
       else
@@ -327,19 +291,19 @@ class Reader {
       Place const place = entry == report_.properties.end() ? Place{} : place_of_[&*entry];
       std::string_view const kind = rule_kinds::split(rule).first;
       if (rule_kinds::find(kind) == nullptr)
-        add_at(place.line, place.key, Severity::warning, "unknown-rule",
+        add_at(place.line, place.key, row("unknown-rule"),
                "rule " + quoted(rule) + " of key " + quoted(name) + " has the unknown kind " +
                    quoted(kind) + ": the value is never checked" +
                    did_you_mean(kind_names.nearest(kind)));
       if (unmatchable(name)) {
         std::string const usable = lines::ascii_lower(lines::trim(name));
-        add_at(0, 0, Severity::warning, "unmatchable-rule-key",
+        add_at(0, 0, row("unmatchable-rule-key"),
                "rule key " + quoted(name) +
                    " never matches, since keys are read trimmed and "
                    "lower-cased: its rule " +
                    quoted(rule) + " is never applied; write " + quoted(usable));
       } else if (entry == report_.properties.end()) {
-        add_at(0, 0, Severity::note, "missing-key",
+        add_at(0, 0, row("missing-key"),
                "key " + quoted(name) + " has the rule " + quoted(rule) +
                    " but never appears in the file");
       }
@@ -348,46 +312,41 @@ class Reader {
 
   void check_value(std::string const& name, std::string const& value, std::string const& rule,
                    Place const& place) {
-    auto const [kind, parameter_view] = rule_kinds::split(rule);
-    auto const* const row = rule_kinds::find(kind);
-    if (row == nullptr) return;
+    auto const [kind_name, parameter_view] = rule_kinds::split(rule);
+    auto const* const kind = rule_kinds::find(kind_name);
+    if (kind == nullptr) return;
     std::string const parameter(parameter_view);
-    if (row->accepts(value, parameter)) {
-      if (kind == "intval") trailing_text(name, value, rule, place);
+    if (kind->accepts(value, parameter)) {
+      if (kind->reads != nullptr) trailing_text(name, value, rule, place, *kind);
       return;
     }
     std::string const failed =
         "value " + quoted(value) + " of key " + quoted(name) + " fails its rule " + quoted(rule);
     if (value.size() >= 2 && (value.front() == '"' || value.front() == '\'') &&
-        value.back() == value.front() && row->accepts(value.substr(1, value.size() - 2), parameter))
-      return add_at(place.line, place.value, Severity::error, "quoted-value",
+        value.back() == value.front() &&
+        kind->accepts(value.substr(1, value.size() - 2), parameter))
+      return add_at(place.line, place.value, row("quoted-value"),
                     failed + ": the quotes are part of the value; write " + shown(name) + " = " +
                         shown(value.substr(1, value.size() - 2)));
-    std::string hint;
-    if (kind == "strval") {
-      hint = did_you_mean(
-          suggestion::Candidates(rule_kinds::allowed_values(parameter_view)).nearest(value));
-    } else if (kind == "boolval") {
-      hint = "; boolval accepts true, false, yes or no, in any case";
-    } else if (kind == "intval") {
-      hint =
-          "; intval accepts a value that starts with a whole number from -2147483648 to "
-          "2147483647";
-    }
-    add_at(place.line, place.value, Severity::error, "rule-failed", failed + hint);
+    std::string const hint =
+        kind->names_values
+            ? did_you_mean(
+                  suggestion::Candidates(rule_kinds::allowed_values(parameter_view)).nearest(value))
+            : std::string(kind->hint);
+    add_at(place.line, place.value, row("rule-failed"), failed + hint);
   }
 
-  // intval reads only the leading number of a value and ignores what follows it.
+  // A rule that reads only the start of a value ignores what follows it.
   void trailing_text(std::string const& name, std::string const& value, std::string const& rule,
-                     Place const& place) {
-    std::size_t read = 0;
-    int const number = std::stoi(value, &read, 10);
-    if (read == value.size()) return;
-    add_at(place.line, place.value + read, Severity::warning, "trailing-text",
-           "value " + quoted(value) + " of key " + quoted(name) + " is read as " +
-               std::to_string(number) + " by its rule " + quoted(rule) + ": the text " +
-               quoted(value.substr(read)) + " after the number is ignored; write " + shown(name) +
-               " = " + std::to_string(number));
+                     Place const& place, rule_kinds::rule_kind const& kind) {
+    std::optional<rule_kinds::read_part> const part = kind.reads(value);
+    if (!part) return;
+    add_at(place.line, place.value + part->length, row("trailing-text"),
+           "value " + quoted(value) + " of key " + quoted(name) + " is read as " + part->as +
+               " by its rule " + quoted(rule) + ": the text " +
+               quoted(value.substr(part->length)) + " after the " + std::string(part->noun) +
+               " is ignored; write " +
+               shown(name) + " = " + part->as);
   }
 
   std::map<std::string, std::string> const& rules_;
@@ -396,7 +355,7 @@ class Reader {
   std::string_view physical_;
   std::string head_;
   bool decided_ = false;
-  char const* foreign_ = nullptr;  // the encoding of a file that is not UTF-8
+  bool foreign_ = false;  // the file is not UTF-8: its one finding says so
   // Where each entry's latest assignment stands, or its first list line; map nodes are stable.
   // A flat table: one allocation per growth instead of one per key.
   boost::unordered_flat_map<PropertyMap::value_type const*, Place> place_of_;
@@ -413,6 +372,13 @@ InputFileReport checkInputFile(ustring const& fileName,
       lines::read_lines(fileName, [&reader](std::string_view line) { reader.read_line(line); });
   if (error != 0) reader.unreadable(error);
   return std::move(reader).finish();
+}
+
+std::vector<InputFileDiagnosticCode> inputFileDiagnosticCodes() {
+  std::vector<InputFileDiagnosticCode> all;
+  for (diagnostic_codes::code_row const& code : diagnostic_codes::codes)
+    all.push_back({std::string(code.code), code.severity, std::string(code.meaning)});
+  return all;
 }
 
 char const* toString(DiagnosticSeverity severity) noexcept {

@@ -1,9 +1,12 @@
 #pragma once
 
 // The kinds of validation rule, in one table: for each kind its predicate, the exception a
-// failed value raises and the lines it logs first. A new kind is one row here, plus its
-// predicate and its test. Internal to the library; the fuzz target checks against it too.
+// failed value raises, the lines it logs first, and what the checker and the template say of
+// it. A new kind is one row here, plus its predicate and its test. Internal to the library; the
+// fuzz target checks against it too.
 
+#include <cstddef>
+#include <optional>
 #include <span>
 #include <string>
 #include <string_view>
@@ -23,6 +26,14 @@ struct log_line {
   std::string_view after;
 };
 
+/// The part of a value that a rule reads, when it reads less than the whole value: its length
+/// in bytes, what it is read as, and what to call it ("number").
+struct read_part {
+  std::size_t length;
+  std::string as;
+  std::string_view noun;
+};
+
 /// One kind of rule.
 struct rule_kind {
   std::string_view name;
@@ -34,7 +45,21 @@ struct rule_kind {
   std::string_view description;
   /// Whether the parameter is the ','-separated list of allowed values.
   bool names_values = false;
+  /// What the checker adds to a failed value of this kind ("; boolval accepts ..."); a kind
+  /// that names its values suggests the nearest one instead.
+  std::string_view hint = {};
+  /// For an accepted value, the part the rule reads when it ignores the rest of the value;
+  /// nullopt when the whole value counts. Null for a kind that always reads the whole value.
+  std::optional<read_part> (*reads)(std::string const& value) = nullptr;
 };
+
+/// What std::stoi, and so intval, reads of an accepted value: its leading number.
+[[nodiscard]] inline std::optional<read_part> leading_number(std::string const& value) {
+  std::size_t length = 0;
+  int const number = std::stoi(value, &length, 10);
+  if (length == value.size()) return std::nullopt;
+  return read_part{length, std::to_string(number), "number"};
+}
 
 inline constexpr log_line file_rule_lines[] = {
     {"Error reading file ", ""},
@@ -52,12 +77,17 @@ inline constexpr rule_kind kinds[] = {
      [](std::string const& value, std::string const&) { return validate_boolval(value); },
      failure::invalid_argument,
      {},
-     "yes, no, true or false"},
+     "yes, no, true or false",
+     false,
+     "; boolval accepts true, false, yes or no, in any case"},
     {"intval",
      [](std::string const& value, std::string const&) { return validate_intval(value); },
      failure::invalid_argument,
      {},
-     "a whole number"},
+     "a whole number",
+     false,
+     "; intval accepts a value that starts with a whole number from -2147483648 to 2147483647",
+     leading_number},
     {"rfile", [](std::string const& path, std::string const&) { return validate_rfile(path); },
      failure::runtime_error, file_rule_lines, "the path of an existing, non-empty file"},
 };

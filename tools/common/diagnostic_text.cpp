@@ -50,4 +50,23 @@ void write_diagnostics_json(std::ostream& out, std::vector<InputFileDiagnostic> 
   out << (found.empty() ? "[]\n" : "\n]\n");
 }
 
+void write_codes_json(std::ostream& out,
+                      std::vector<install::cpputil::InputFileDiagnosticCode> const& codes) {
+  std::string entry;
+  char const* separator = "[\n";
+  for (auto const& code : codes) {
+    entry.assign(separator);
+    separator = ",\n";
+    entry += "  {\n    \"code\": ";
+    append_json_string(entry, code.code);
+    entry += ",\n    \"severity\": ";
+    append_json_string(entry, install::cpputil::toString(code.severity));
+    entry += ",\n    \"meaning\": ";
+    append_json_string(entry, code.meaning);
+    entry += "\n  }";
+    out << entry;
+  }
+  out << (codes.empty() ? "[]\n" : "\n]\n");
+}
+
 }  // namespace qx::tools

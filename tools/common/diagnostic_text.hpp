@@ -28,4 +28,9 @@ void write_diagnostics_text(std::ostream& out, std::string_view file,
 void write_diagnostics_json(std::ostream& out,
                             std::vector<install::cpputil::InputFileDiagnostic> const& found);
 
+/// Writes the codes as one JSON array of {code, severity, meaning} objects, laid out as
+/// write_diagnostics_json lays out findings.
+void write_codes_json(std::ostream& out,
+                      std::vector<install::cpputil::InputFileDiagnosticCode> const& codes);
+
 }  // namespace qx::tools

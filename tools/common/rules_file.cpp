@@ -2,6 +2,7 @@
 
 #include "escape.hpp"
 #include "fl/filesystem.hpp"
+#include "fl/text.hpp"
 #include "install/cpputil/input_file_parser.hpp"
 
 namespace qx::tools {
@@ -15,8 +16,7 @@ std::map<std::string, std::string> read_rules_file(std::string const& path) {
   std::map<std::string, std::string> rules;
   std::string line;
   for (int number = 1; in.next(line); ++number) {
-    if (number == 1 && line.starts_with("\xEF\xBB\xBF")) line.erase(0, 3);  // a UTF-8 mark
-    line = text.trim(line);
+    line = text.trim(std::string(number == 1 ? fl::text::without_utf8_mark(line) : line));
     if (!shouldAppend(line)) continue;
     auto const equals = line.find('=');
     std::string const key =

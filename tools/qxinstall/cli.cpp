@@ -40,9 +40,10 @@ install::cpputil::InputFileReport check_input_file(
   } catch (std::exception const& error) {
     throw CommandError(tools::excerpt(path) + ": " + text_of(error), exit_usage);
   }
-  for (auto const& found : report.diagnostics) {
-    if (found.code == "unreadable-file")
-      throw CommandError(tools::excerpt(path) + ": " + found.message, exit_usage);
+  if (report.error != 0) {
+    throw CommandError(tools::excerpt(path) + ": the file cannot be read: " +
+                           fl::filesystem::failure_reason(report.error),
+                       exit_usage);
   }
   return report;
 }

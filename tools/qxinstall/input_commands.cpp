@@ -47,19 +47,35 @@ std::string rule_kinds_help() {
   return help;
 }
 
+// The table of codes: "code  severity  meaning" in aligned columns, or one JSON array.
+void write_codes(std::ostream& out, bool json) {
+  auto const codes = install::cpputil::inputFileDiagnosticCodes();
+  if (json) return tools::write_codes_json(out, codes);
+  std::size_t width = 0;
+  for (auto const& code : codes) width = std::max(width, code.code.size());
+  for (auto const& code : codes) {
+    std::string const severity = install::cpputil::toString(code.severity);
+    out << code.code << std::string(width + 2 - code.code.size(), ' ') << severity
+        << std::string(9 - severity.size(), ' ') << code.meaning << '\n';
+  }
+}
+
 Handler setup_check(CLI::App& app) {
   struct Options {
     std::string file;
     std::string rules;
     bool json = false;
     bool strict = false;
+    bool codes = false;
   };
   auto options = std::make_shared<Options>();
-  app.add_option("FILE", options->file, "installer input file")->required();
+  app.add_option("FILE", options->file, "installer input file (not with --codes)");
   app.add_option("--rules", options->rules, "file of key=rule lines")->type_name("RULES");
   app.add_flag("--json", options->json,
                "print one JSON array of {line, column, severity, code, message}");
   app.add_flag("--strict", options->strict, "count warnings as errors");
+  app.add_flag("--codes", options->codes,
+               "print every code a finding can have, with its severity and meaning");
   app.footer(
       "Prints every line the parser ignores or reads surprisingly, and with --rules every value\n"
       "that fails its rule, as FILE:LINE:COLUMN: severity: message [code], then a summary\n"
@@ -67,6 +83,12 @@ Handler setup_check(CLI::App& app) {
       "Exits 1 when there are errors (with --strict, warnings too), 0 otherwise.\n" +
       rule_kinds_help());
   return [options] {
+    if (options->codes != options->file.empty())
+      throw CommandError("give either FILE or --codes", exit_usage);
+    if (options->codes) {
+      write_codes(std::cout, options->json);
+      return exit_ok;
+    }
     auto const report = check_input_file(options->file, read_rules(options->rules));
     options->json ? tools::write_diagnostics_json(std::cout, report.diagnostics)
                   : tools::write_diagnostics_text(std::cout, options->file, report.diagnostics);

@@ -1,5 +1,10 @@
 #pragma once
 
+/// \file
+/// An input file checked line by line: the same map InputFileParser::parse returns, beside every
+/// line the parser ignores or reads surprisingly and every value that fails its rule, each with
+/// its line, column, severity and code; and the table of those codes.
+
 #include <cstddef>
 #include <map>
 #include <string>
@@ -39,26 +44,54 @@ struct InputFileReport {
   PropertyMap properties;
   /// Every finding, ordered by line (findings of one line in the order they were made).
   std::vector<InputFileDiagnostic> diagnostics;
+  /// The errno of the open or read that failed when the file could not be read, or not to
+  /// its end (the unreadable-file finding says so in words); 0 when it was read whole.
+  int error = 0;
+
+  /// Equal when every field is.
+  friend bool operator==(InputFileReport const&, InputFileReport const&) = default;
 };
 
+/// One kind of finding that checkInputFile reports.
+struct InputFileDiagnosticCode {
+  /// The code, such as "rule-failed".
+  std::string code;
+  /// The severity of every finding with this code.
+  DiagnosticSeverity severity = DiagnosticSeverity::error;
+  /// What the code means, in one line of English.
+  std::string meaning;
+
+  /// Equal when every field is.
+  friend bool operator==(InputFileDiagnosticCode const&, InputFileDiagnosticCode const&) = default;
+};
+
+/// Every code that checkInputFile reports, each with its severity and meaning, in a fixed order
+/// (the order of the list below). Never throws but for allocation.
+[[nodiscard]] QX_CPPUTIL_API std::vector<InputFileDiagnosticCode> inputFileDiagnosticCodes();
+
 /// Reads `fileName` exactly as InputFileParser::parse does and reports, beside the same map,
-/// every line the parser ignores or reads surprisingly: ignored-line, section-header,
-/// colon-separator, empty-key, list-key-assignment, list-line-ignored, empty-list-entry,
-/// duplicate-key, bracket-in-key, byte-order-mark, stray-byte-order-mark, carriage-return,
-/// invalid-utf8, comment-in-value and unreadable-file. A file saved as UTF-16 or UTF-32 (with or
-/// without a byte-order mark) gives the single error not-utf8 on line 0 and nothing else, since
-/// every other finding would follow from it. With `rules` (as validate_args takes them; empty means
-/// none) it also reports rule-failed for every single value that fails (quoted-value when only
-/// its quotes make it fail), trailing-text for an intval value with text after its number,
-/// unknown-key (with the one nearest rule key, if any: blanks, hyphens and underscores are
-/// ignored, case too, and a swap of neighbouring letters is one edit), unknown-rule,
-/// missing-key, and unmatchable-rule-key for a rule key that no input key can equal (upper-case
-/// ASCII letters, whitespace at an end). Suggestions take time linear in the key's length per
-/// rule key of about its length. Writes nothing to the installation log and traces nothing.
+/// every line the parser ignores or reads surprisingly. A file saved as UTF-16 or UTF-32 (with
+/// or without a byte-order mark) gives the single error not-utf8 on line 0 and nothing else,
+/// since every other finding would follow from it. With `rules` (as validate_args takes them;
+/// empty means none) it also reports every single value that fails its rule, keys without a
+/// rule (with the one nearest rule key, if any: blanks, hyphens and underscores are ignored,
+/// case too, and a swap of neighbouring letters is one edit), rules of an unknown kind, rule
+/// keys missing from the file, and rule keys that no input key can equal (upper-case ASCII
+/// letters, whitespace at an end). Suggestions take time linear in the key's length per rule
+/// key of about its length. Writes nothing to the installation log and traces nothing.
 /// Throws std::runtime_error "input file does not exist!" for a missing file or an empty name,
 /// as parse does. A file that cannot be opened (not a regular file, no permission), or whose
-/// read fails part-way, gives an unreadable-file error on line 0 with the system's reason,
-/// beside the map parse returns for it (empty, or what was read before the failure).
+/// read fails part-way, gives an unreadable-file error on line 0 with the system's reason, and
+/// its errno in InputFileReport::error, beside the map parse returns for it (empty, or what was
+/// read before the failure).
+///
+/// The codes, as inputFileDiagnosticCodes() lists them with their severity and meaning:
+/// `not-utf8`, `unreadable-file`, `byte-order-mark`, `stray-byte-order-mark`, `invalid-utf8`,
+/// `carriage-return-line-end`, `carriage-return`, `ignored-line`, `section-header`,
+/// `colon-separator`, `empty-key`, `list-key-assignment`, `list-line-ignored`,
+/// `empty-list-entry`, `duplicate-key`, `bracket-in-key`, `comment-in-value`, `rule-failed`,
+/// `quoted-value`, `trailing-text`, `unknown-key`, `unknown-rule`, `unmatchable-rule-key`,
+/// `missing-key`.
 [[nodiscard]] QX_CPPUTIL_API InputFileReport
 checkInputFile(ustring const& fileName, std::map<std::string, std::string> const& rules = {});
 
