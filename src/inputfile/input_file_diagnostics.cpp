@@ -63,7 +63,8 @@ class Reader {
     if (!decided_) sample(physical);
     std::string_view const text = lines::trim(physical);
     if (!lines::is_content(text)) return;
-    if (auto const mark = physical.find(fl::text::utf8_mark); mark != npos) byte_order_mark_at(mark);
+    if (auto const mark = physical.find(fl::text::utf8_mark); mark != npos)
+      byte_order_mark_at(mark);
     if (auto const valid = fl::i18n::valid_utf8_length(text); valid != text.size())
       add(column(text.data() + valid), row("invalid-utf8"),
           "line holds bytes that are not UTF-8: they become U+FFFD in the map");
@@ -343,10 +344,9 @@ class Reader {
     if (!part) return;
     add_at(place.line, place.value + part->length, row("trailing-text"),
            "value " + quoted(value) + " of key " + quoted(name) + " is read as " + part->as +
-               " by its rule " + quoted(rule) + ": the text " +
-               quoted(value.substr(part->length)) + " after the " + std::string(part->noun) +
-               " is ignored; write " +
-               shown(name) + " = " + part->as);
+               " by its rule " + quoted(rule) + ": the text " + quoted(value.substr(part->length)) +
+               " after the " + std::string(part->noun) + " is ignored; write " + shown(name) +
+               " = " + part->as);
   }
 
   std::map<std::string, std::string> const& rules_;
