@@ -3,6 +3,7 @@
 // Fakes for the file layer's system calls, where QX_POSIX_CALL routes them in the fault tests'
 // build of the layer (this header forced in). A call the script does not fail reaches the system.
 
+#include <dlfcn.h>
 #include <pthread.h>
 #include <sys/resource.h>
 #include <sys/stat.h>
@@ -35,8 +36,8 @@ ssize_t write(int fd, void const* data, std::size_t size);
 int fcntl(int fd, int command, int argument = 0);
 int close(int fd);
 int fsync(int fd);
-using ::fstat, ::getrlimit, ::statx, ::syscall, ::lseek, ::pread, ::pthread_sigmask, ::read,
-    ::sigpending,
+using ::dladdr, ::fstat, ::getrlimit, ::statx, ::stat, ::syscall, ::lseek, ::pread,
+    ::pthread_sigmask, ::read, ::sigpending,
     ::sigwait;             // not faked
 using ::rename, ::unlink;  // not faked
 
