@@ -43,7 +43,7 @@ arm64-test:
 	ctest --preset arm64 -j $(JOBS)
 
 # macOS arm64, cross-built with Zig (no Apple SDK) and checked as a Mac would load it: Mach-O
-# arm64 files, exported symbols, install names, rpaths. Linked, never run.
+# arm64 files, exported symbols, install names, rpaths; every test program too. Linked, never run.
 macos-cross:
 	@QX_WITH_MACOS=1 bash scripts/bootstrap.sh
 	@test -f build/macos-cross/CMakeCache.txt || cmake --preset macos-cross

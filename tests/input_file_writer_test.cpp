@@ -1,23 +1,13 @@
 #include "install/cpputil/input_file_writer.hpp"
 
-#include <linux/filter.h>
-#include <linux/seccomp.h>
-#include <sys/mount.h>
-#include <sys/prctl.h>
-#include <sys/syscall.h>
 #include <sys/wait.h>
 #include <csignal>
-#include <cstddef>
 #include <fstream>
 #include <set>
 #include <system_error>
 
 #include "install/cpputil/input_file_diagnostics.hpp"
 #include "support/support.hpp"
-
-#ifndef SYS_rename
-#define SYS_rename SYS_renameat  // newer processors have renameat and renameat2 only
-#endif
 
 using namespace install::cpputil;
 using fl::i18n::utf8_to_ustring;
@@ -148,7 +138,7 @@ TEST_P(WriteFile, ReplacesTheFileAtOnceOrLeavesItAndNoTemporaryFile) {
   if (setup == "folder") std::filesystem::create_directory(target);
   if (setup == "link") std::filesystem::create_symlink(folder_ + "/a.txt", target);
   if (setup == "read-only") {
-    EXPECT_EQ(mount(nullptr, folder_.c_str(), nullptr, MS_REMOUNT | MS_RDONLY, nullptr), 0);
+    EXPECT_EQ(qx::test::remount_read_only(folder_), 0);
   }
   if (setup == "full")
     for (std::ofstream filler(folder_ + "/filler");
@@ -173,20 +163,11 @@ TEST_P(WriteFile, ReplacesTheFileAtOnceOrLeavesItAndNoTemporaryFile) {
 }
 QX_TABLE_TESTS(WriteFile, "input_file_write.tsv");
 
-// The writer dies at its rename, as in a crash right before it: a seccomp filter makes each
-// kind of rename fatal. The old file stays, and the whole new text beside it.
+// The writer dies at its rename, as in a crash right before it. The old file stays, and the
+// whole new text beside it.
 TEST_F(WriteFile, ACrashBeforeTheRenameLeavesTheOldFile) {
   int const status = qx::test::in_child([this] {
-    std::vector<sock_filter> filter{BPF_STMT(BPF_LD | BPF_W | BPF_ABS, offsetof(seccomp_data, nr))};
-    for (long const call : {SYS_rename, SYS_renameat, SYS_renameat2})
-      filter.insert(filter.end(),
-                    {BPF_JUMP(BPF_JMP | BPF_JEQ | BPF_K, static_cast<unsigned>(call), 0, 1),
-                     BPF_STMT(BPF_RET | BPF_K, SECCOMP_RET_KILL_PROCESS)});
-    filter.push_back(BPF_STMT(BPF_RET | BPF_K, SECCOMP_RET_ALLOW));
-    sock_fprog const program{static_cast<unsigned short>(filter.size()), filter.data()};
-    if (prctl(PR_SET_NO_NEW_PRIVS, 1, 0, 0, 0) != 0 ||
-        prctl(PR_SET_SECCOMP, SECCOMP_MODE_FILTER, &program) != 0)
-      return 3;
+    if (!qx::test::kill_at_rename()) return 3;
     writeInputFile(utf8_to_ustring(folder_ + "/a.txt"), {{u"k", u"new"}});
     return 0;
   });

@@ -60,7 +60,8 @@ TEST(LoggerStress, ThreadsAppendWhileLoggersComeAndGo) {
   qx::test::TempDir const dir;
   qx::test::ScopedEnv const tmpdir("TMPDIR", dir.path().c_str());
   std::atomic<bool> stop{false};
-  std::vector<std::jthread> threads;
+  // std::thread, not jthread: libc++ keeps jthread experimental before LLVM 18 (Zig's has 17).
+  std::vector<std::thread> threads;
   for (int churner = 0; churner < 2; ++churner)  // two, so that destructors meet
     threads.emplace_back([&, churner] {
       for (int i = churner; !stop; ++i, std::this_thread::sleep_for(std::chrono::microseconds(200)))
@@ -76,14 +77,15 @@ TEST(LoggerStress, ThreadsAppendWhileLoggersComeAndGo) {
       }
   });
   {
-    std::vector<std::jthread> writing;
+    std::vector<std::thread> writing;
     for (int w = 0; w < writers; ++w)
       writing.emplace_back([w, entries] {
         for (int i = 0; i < entries; ++i) logger::append_message(payload(w, i));
       });
+    for (std::thread& writer : writing) writer.join();
   }
   stop = true;
-  threads.clear();
+  for (std::thread& thread : threads) thread.join();
   interrupt::detail::unset();
   std::string const user = install::platformutil::PlatformUtility().getPlatformUserName();
   expect_each_entry_once(

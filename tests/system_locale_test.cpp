@@ -9,8 +9,8 @@ using Category = system_locale::category;
 
 QX_TABLE_TEST(SystemLocale, FollowsPrecedenceAndShape, "system_locale.tsv") {
   qx::test::Row const& row = GetParam();
-#ifdef __APPLE__  // macOS answers from the user's settings instead
-  if (row.name == "nothing_set") GTEST_SKIP();
+#ifdef __APPLE__
+  if (row.name == "nothing_set") GTEST_SKIP() << "macOS answers from the user's settings instead";
 #endif
   std::deque<qx::test::ScopedEnv> variables;
   for (char const* name : {"LC_ALL", "LC_MESSAGES", "LANG", "LC_CTYPE"})

@@ -8,6 +8,8 @@ set(CMAKE_C_COMPILER ${_qx_macos}/c++)  # only CMake's probes use C; the project
 set(CMAKE_CXX_COMPILER ${_qx_macos}/c++)
 find_program(CMAKE_AR llvm-ar-14 REQUIRED)
 find_program(CMAKE_RANLIB llvm-ranlib-14 REQUIRED)
+# Asked for when a language is enabled after the platform files ran (GoogleTest's C).
+find_program(CMAKE_INSTALL_NAME_TOOL llvm-install-name-tool-14 REQUIRED)
 set(CMAKE_C_COMPILER_WORKS ON)
 # CMake learns from the build machine's `sw_vers`, which Linux lacks, that the linker takes
 # -rpath (and so that install names are @rpath/...): aarch64-macos/rpath.cmake says it after
@@ -24,6 +26,7 @@ set(CMAKE_CXX_STANDARD_INCLUDE_DIRECTORIES ${_qx_macos}/include)
 set(CMAKE_SHARED_LINKER_FLAGS_INIT "-Wl,-undefined,dynamic_lookup")
 set(CMAKE_EXE_LINKER_FLAGS_INIT "-Wl,-undefined,dynamic_lookup")
 set(QX_COREFOUNDATION_AT_LOAD_TIME ON)
-foreach(package Boost CLI11)
+# GoogleTest is built from Debian's sources (aarch64-macos/packages/GTestConfig.cmake).
+foreach(package Boost CLI11 GTest)
   set(${package}_DIR ${_qx_macos}/packages CACHE PATH "Stand-in package of the macOS cross-build")
 endforeach()

@@ -8,8 +8,6 @@
 #include <sys/resource.h>
 #include <sys/types.h>
 
-#include <cstddef>
-#include <ctime>
 #include <optional>
 #include <string>
 #include <utility>
@@ -45,12 +43,6 @@ struct file_status {
 
 /// The environment a started program inherits (the process's own, as `environ` is).
 [[nodiscard]] char** environment() noexcept;
-
-/// Formats `time` by the strftime `format` in the classic ("C") locale, whatever the process's
-/// locale is: the length written into `buffer` (then NUL-terminated), 0 when the text does not
-/// fit in `size` bytes or the format gives none.
-[[nodiscard]] std::size_t format_classic_time(char* buffer, std::size_t size, char const* format,
-                                              std::tm const& time) noexcept;
 
 /// The user's language and region where the system keeps them outside the locale variables
 /// (the settings a program started from the desktop sees); nothing where it keeps none.

@@ -3,8 +3,8 @@
 // Fakes for the file layer's system calls, where QX_POSIX_CALL routes them in the fault tests'
 // build of the layer (this header forced in). A call the script does not fail reaches the system.
 
+#include <dlfcn.h>
 #include <pthread.h>
-#include <sys/resource.h>
 #include <sys/stat.h>
 #include <sys/types.h>
 #include <unistd.h>
@@ -35,9 +35,10 @@ ssize_t write(int fd, void const* data, std::size_t size);
 int fcntl(int fd, int command, int argument = 0);
 int close(int fd);
 int fsync(int fd);
-using ::fstat, ::getrlimit, ::statx, ::syscall, ::lseek, ::pread, ::pthread_sigmask, ::read,
-    ::sigpending,
-    ::sigwait;             // not faked
-using ::rename, ::unlink;  // not faked
+using ::dladdr, ::lseek, ::pread, ::pthread_sigmask, ::read, ::rename, ::sigpending, ::sigwait,
+    ::stat, ::unlink;  // not faked
 
 }  // namespace qx::fake
+
+// The calls that only one system's source makes (support/<system>/), not faked either.
+#include "system_calls.hpp"

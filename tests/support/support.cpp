@@ -1,10 +1,7 @@
 #include "support/support.hpp"
 
-#include <sched.h>
-#include <sys/mount.h>
 #include <sys/stat.h>
 #include <sys/wait.h>
-#include <cstring>
 #include <fstream>
 #include <iterator>
 #include <regex>
@@ -54,14 +51,6 @@ int in_child(std::function<int()> const& body) {
   while (pid > 0 && waitpid(pid, &status, 0) < 0 && errno == EINTR) {
   }
   return status;
-}
-
-std::optional<std::string> mount_small_disk(std::string const& folder, std::string const& size) {
-  if (unshare(CLONE_NEWNS) != 0 ||
-      mount(nullptr, "/", nullptr, MS_REC | MS_PRIVATE, nullptr) != 0 ||
-      mount("tmpfs", folder.c_str(), "tmpfs", 0, ("size=" + size).c_str()) != 0)
-    return std::string("cannot mount a tmpfs here: ") + std::strerror(errno);
-  return std::nullopt;
 }
 
 std::vector<Row> read_table(std::string const& name) {

@@ -81,10 +81,22 @@ struct Deadline {
 /// Runs `body` in a forked child, which exits with what `body` returns (1 when it throws), and
 /// returns the child's wait status.
 [[nodiscard]] int in_child(std::function<int()> const& body);
+
+// Facilities that only some systems have, defined per system (support/<system>/
+// system_support.cpp, chosen in tests/CMakeLists.txt). A test that needs one skips elsewhere
+// with the reason these give.
+
 /// Mounts a tmpfs of `size` bytes at the existing `folder`, in a mount namespace of this
 /// process's own so that nothing outlives it; the reason when mounting is not permitted here.
 [[nodiscard]] std::optional<std::string> mount_small_disk(std::string const& folder,
                                                           std::string const& size);
+/// Makes the file system that mount_small_disk mounted at `folder` read-only: 0 or the errno.
+[[nodiscard]] int remount_read_only(std::string const& folder);
+/// From now on each rename(2) of this process kills it with SIGSYS, as a crash right before the
+/// rename would end it (call it in a child: in_child); false when the system cannot.
+[[nodiscard]] bool kill_at_rename();
+/// Why this system lacks the special files of Linux that some tests use (/proc, /dev/full).
+[[nodiscard]] std::optional<std::string> without_linux_files();
 
 /// One row of a data table: its fields by column name, and its name: the first field with each
 /// byte but letters and digits written as '_'.

@@ -5,12 +5,12 @@
 #include <fcntl.h>
 #include <sys/stat.h>
 #include <unistd.h>
-#include <xlocale.h>
 
 #include <array>
 #include <cerrno>
 #include <climits>
 
+#include "posix_call.hpp"
 #include "retry.hpp"
 
 namespace qx::system {
@@ -30,24 +30,24 @@ std::string copy_utf8(CFLocaleRef locale, CFStringRef key) {
 
 int status_of(int fd, file_status& status) noexcept {
   struct stat st {};
-  if (::fstat(fd, &st) != 0) return -1;
+  if (QX_POSIX_CALL(fstat(fd, &st)) != 0) return -1;
   status = {st.st_mode, st.st_uid, st.st_nlink, st.st_dev, st.st_ino, st.st_size};
   return 0;
 }
 
 rlim_t file_size_limit() noexcept {
   struct rlimit limit {};
-  return ::getrlimit(RLIMIT_FSIZE, &limit) == 0 ? limit.rlim_cur : RLIM_INFINITY;
+  return QX_POSIX_CALL(getrlimit(RLIMIT_FSIZE, &limit)) == 0 ? limit.rlim_cur : RLIM_INFINITY;
 }
 
 // macOS's fsync hands the data to the drive, which may still lose it from its cache at a power
 // cut; F_FULLFSYNC has the drive write it. File systems that cannot do that (some network and
 // FAT ones) refuse it with ENOTSUP, EINVAL or ENOTTY: fsync is then the most they offer.
 int sync_to_disk(int fd) noexcept {
-  if (::fcntl(fd, F_FULLFSYNC) == 0) return 0;
+  if (QX_POSIX_CALL(fcntl(fd, F_FULLFSYNC)) == 0) return 0;
   if (errno != ENOTSUP && errno != EINVAL && errno != ENOTTY) return -1;
   int rc = 0;
-  QX_RETRY(rc, ::fsync(fd));
+  QX_RETRY(rc, QX_POSIX_CALL(fsync(fd)));
   return rc;
 }
 
@@ -74,13 +74,6 @@ std::optional<std::pair<std::string, std::string>> preferred_locale() {
   CFRelease(locale);
   if (language.empty()) return std::nullopt;
   return std::pair(std::move(language), std::move(region));
-}
-
-std::size_t format_classic_time(char* buffer, std::size_t size, char const* format,
-                                std::tm const& time) noexcept {
-  // Made once and kept for the process: strftime_l only reads it.
-  static locale_t const classic = ::newlocale(LC_ALL_MASK, "C", locale_t{});
-  return ::strftime_l(buffer, size, format, &time, classic);
 }
 
 }  // namespace qx::system

@@ -1,7 +1,6 @@
 #include "system.hpp"
 
 #include <fcntl.h>
-#include <locale.h>
 #include <sys/stat.h>
 #include <sys/syscall.h>
 #include <sys/sysmacros.h>
@@ -9,12 +8,8 @@
 
 #include <cerrno>
 
+#include "posix_call.hpp"
 #include "retry.hpp"
-
-// The fault tests route these system calls to fakes (tests/support/fake_posix.hpp).
-#ifndef QX_POSIX_CALL
-#define QX_POSIX_CALL(call) ::call
-#endif
 
 extern char** environ;  // POSIX leaves declaring it to the program
 
@@ -62,13 +57,6 @@ char** environment() noexcept {
 
 std::optional<std::pair<std::string, std::string>> preferred_locale() {
   return std::nullopt;  // the locale variables are all there is
-}
-
-std::size_t format_classic_time(char* buffer, std::size_t size, char const* format,
-                                std::tm const& time) noexcept {
-  // Made once and kept for the process: strftime_l only reads it.
-  static locale_t const classic = ::newlocale(LC_ALL_MASK, "C", locale_t{});
-  return ::strftime_l(buffer, size, format, &time, classic);
 }
 
 }  // namespace qx::system

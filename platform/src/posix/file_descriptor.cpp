@@ -1,5 +1,6 @@
 #include "file_descriptor.hpp"
 
+#include "posix_call.hpp"
 #include "retry.hpp"
 #include "system.hpp"
 
@@ -10,12 +11,6 @@
 #include <cerrno>
 #include <csignal>
 #include <cstdio>
-
-// Every system call of the file layer goes through QX_POSIX_CALL, so that a test build can
-// route them to fakes (tests/support/fake_posix.hpp); the libraries call the system directly.
-#ifndef QX_POSIX_CALL
-#define QX_POSIX_CALL(call) ::call
-#endif
 
 namespace fl::posix {
 namespace {

@@ -15,6 +15,7 @@
 
 #include "file_descriptor.hpp"
 #include "foundation/log/diagnostic_logger.hpp"
+#include "posix_call.hpp"
 #include "system.hpp"
 
 namespace fl::filesystem {
@@ -60,7 +61,7 @@ bool others_can_write(basic_path const& folder) {
   if (holds_nul(folder.string())) return true;
   struct stat st {};
   std::string const name = folder.empty() ? "." : detail::make_native_access_form_i18n(folder);
-  if (::stat(name.c_str(), &st) != 0) return true;
+  if (QX_POSIX_CALL(stat(name.c_str(), &st)) != 0) return true;
   return (st.st_mode & (S_IWGRP | S_IWOTH)) != 0 || (st.st_uid != ::geteuid() && st.st_uid != 0);
 }
 
@@ -87,7 +88,7 @@ ustring get_install_path() {
     if (!state.path.empty()) return state.path;
   }
   Dl_info info{};
-  if (dladdr(reinterpret_cast<void const*>(&get_install_path), &info) == 0 ||
+  if (QX_POSIX_CALL(dladdr(reinterpret_cast<void const*>(&get_install_path), &info)) == 0 ||
       info.dli_fname == nullptr) {
     throw std::runtime_error("cannot locate the platform library's binary");
   }

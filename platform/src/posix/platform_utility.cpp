@@ -1,6 +1,8 @@
 #include "install/platformutil/platform_utility.hpp"
 
+#include <locale.h>
 #include <pwd.h>
+#include <time.h>
 #include <unistd.h>
 #include <cerrno>
 #include <cstdlib>
@@ -8,25 +10,30 @@
 #include <string_view>
 #include <vector>
 
-#include "system.hpp"
-
 namespace install::platformutil {
 namespace {
+
+// Formats `time` by the strftime `format` in the classic ("C") locale, whatever the process's
+// locale is: the length written into `buffer`, 0 when the text does not fit or there is none.
+std::size_t format_classic_time(char* buffer, std::size_t size, char const* format,
+                                std::tm const& time) noexcept {
+  // Made once and kept for the process: strftime_l only reads it.
+  static locale_t const classic = ::newlocale(LC_ALL_MASK, "C", locale_t{});
+  return ::strftime_l(buffer, size, format, &time, classic);
+}
 
 std::string format_time(std::time_t now, std::string const& format) {
   std::tm local{};
   localtime_r(&now, &local);
   // Most patterns fit the stack buffer; only longer results take the growing heap buffer.
   char small[256];
-  if (std::size_t const n =
-          qx::system::format_classic_time(small, sizeof small, format.c_str(), local);
+  if (std::size_t const n = format_classic_time(small, sizeof small, format.c_str(), local);
       n > 0) {
     return std::string(small, n);
   }
   std::string out(64 + format.size() * 4, '\0');
   for (int attempt = 0; attempt < 8; ++attempt) {
-    std::size_t const n =
-        qx::system::format_classic_time(out.data(), out.size(), format.c_str(), local);
+    std::size_t const n = format_classic_time(out.data(), out.size(), format.c_str(), local);
     if (n > 0) {
       out.resize(n);
       return out;
