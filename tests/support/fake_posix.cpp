@@ -1,8 +1,10 @@
 #include "support/fake_posix.hpp"
 
 #include <fcntl.h>
+#include <sys/syscall.h>
 #include <algorithm>
 #include <cerrno>
+#include <cstdarg>
 
 namespace qx::fake {
 namespace {
@@ -44,6 +46,17 @@ int close(int fd) {
 int fsync(int fd) {
   ++script.fsync_calls;
   return fails(script.fsync_errors) ? -1 : ::fsync(fd);
+}
+
+// Every argument of a system call is one register wide, as the C library's own syscall reads it.
+long syscall(long number, ...) {
+  std::va_list list;
+  va_start(list, number);
+  long args[5];
+  for (long& arg : args) arg = va_arg(list, long);
+  va_end(list);
+  if (number == SYS_openat2 && fails(script.openat2_errors)) return -1;
+  return ::syscall(number, args[0], args[1], args[2], args[3], args[4]);
 }
 
 }  // namespace qx::fake

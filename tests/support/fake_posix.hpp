@@ -10,6 +10,7 @@
 #include <unistd.h>
 #include <csignal>
 #include <cstdio>
+#include <cstdlib>
 #include <deque>
 #include <vector>
 
@@ -27,6 +28,7 @@ struct Script {
   int close_calls = 0;
   std::deque<int> fsync_errors;  ///< errno of the next fsync calls; 0 lets one through
   int fsync_calls = 0;
+  std::deque<int> openat2_errors;  ///< errno of the next openat2 calls; 0 lets one through
 };
 inline Script script;
 
@@ -35,9 +37,9 @@ ssize_t write(int fd, void const* data, std::size_t size);
 int fcntl(int fd, int command, int argument = 0);
 int close(int fd);
 int fsync(int fd);
-using ::fstat, ::getrlimit, ::statx, ::syscall, ::lseek, ::pread, ::pthread_sigmask, ::read,
-    ::sigpending,
-    ::sigwait;             // not faked
-using ::rename, ::unlink;  // not faked
+long syscall(long number, ...);  // openat2 only; the others reach the system
+using ::fstat, ::getrlimit, ::statx, ::lseek, ::pread, ::pthread_sigmask, ::read, ::sigpending,
+    ::sigwait;                                                      // not faked
+using ::rename, ::unlink, ::lstat, ::realpath, ::fchown, ::fchmod;  // not faked
 
 }  // namespace qx::fake
