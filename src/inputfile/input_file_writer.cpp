@@ -217,7 +217,7 @@ std::optional<std::string> first_allowed(rule_kinds::rule_kind const& row,
 
 // Why a write was refused before anything was replaced, in the words a person needs; each is
 // equivalent to the errno a program would test (std::errc::is_a_directory, ...).
-enum class refusal { folder = 1, device, fifo, socket, link, owner, changed };
+enum class refusal { folder = 1, device, fifo, socket, other, link, owner, changed };
 
 class refusal_category final : public std::error_category {
  public:
@@ -232,6 +232,8 @@ class refusal_category final : public std::error_category {
         return "it is a FIFO, not a regular file";
       case refusal::socket:
         return "it is a socket, not a regular file";
+      case refusal::other:
+        return "it is not a regular file";
       case refusal::link:
         return "it is a symbolic link: name the file it points to instead";
       case refusal::owner:
@@ -287,8 +289,11 @@ fl::filesystem::file_entry replaceable(ustring const& fileName,
       refuse_write(fileName, refusal::fifo);
     case type::socket:
       refuse_write(fileName, refusal::socket);
-    default:
+    case type::character_device:
+    case type::block_device:
       refuse_write(fileName, refusal::device);
+    default:
+      refuse_write(fileName, refusal::other);
   }
 }
 
@@ -337,9 +342,9 @@ void writeInputFileText(ustring const& fileName, std::string_view text) {
     out.write(text.data(), static_cast<std::streamsize>(text.size()));
     out.flush_to_disk();
     out.close();
-    int const error = out.error() != 0 ? out.error()
-                      : out.fail()     ? ENOMEM  // only an allocation fails without an errno
-                                       : fl::filesystem::replace(temporary.path, target, old);
+    // Only an allocation fails without an errno.
+    if (out.fail()) fail_write(fileName, out.error() != 0 ? out.error() : ENOMEM);
+    int const error = fl::filesystem::replace(temporary.path, target, old);
     if (error == ESTALE) refuse_write(fileName, refusal::changed);
     if (error != 0) fail_write(fileName, error);
     temporary.ours = false;
