@@ -95,8 +95,8 @@ using WriteFailureHandler = std::function<void(WriteFailure const&)>;
 /// Makes `handler` the process's handler of entries that are not written whole and returns
 /// the one it replaces (an empty function when there was none; an empty `handler` removes it).
 /// The handler runs on the thread that wrote the entry, never while that thread holds the log's
-/// lock, so it may log: an entry that fails while the handler runs on that thread is traced but not handed
-/// to the handler again. What it throws is caught and traced. Safe from any thread.
+/// lock, so it may log: an entry that fails while the handler runs on that thread is traced but
+/// not handed to the handler again. What it throws is caught and traced. Safe from any thread.
 QX_CPPUTIL_API WriteFailureHandler set_write_failure_handler(WriteFailureHandler handler);
 
 /// Appends "(" + time + ") " + message + "\n" to the destination, or to the per-user default
