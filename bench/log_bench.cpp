@@ -6,6 +6,7 @@
 #include <fcntl.h>
 #include <pthread.h>
 #include <sys/resource.h>
+#include <sys/stat.h>
 #include <sys/syscall.h>
 #include <unistd.h>
 #include <csignal>
@@ -34,6 +35,17 @@ std::string const& ours_file() {
   return path;
 }
 
+// A log in a folder other users can write, as /tmp is: sticky and world-writable.
+std::string const& shared_file() {
+  static std::string const path = [] {
+    std::string const folder = qx::bench::scratch_dir() + "/shared";
+    ::mkdir(folder.c_str(), 0700);
+    ::chmod(folder.c_str(), 01777);
+    return folder + "/install.log";
+  }();
+  return path;
+}
+
 std::string const& raw_file() {
   static std::string const path = qx::bench::scratch_dir() + "/raw.log";
   return path;
@@ -49,6 +61,11 @@ std::optional<logger::Logger> active_logger;
 void start_logger(benchmark::State const&) {
   empty_file(ours_file());
   active_logger.emplace(ours_file());
+}
+
+void start_shared_logger(benchmark::State const&) {
+  empty_file(shared_file());
+  active_logger.emplace(shared_file());
 }
 
 void stop_logger(benchmark::State const&) {
@@ -67,6 +84,12 @@ void BM_AppendMessage(benchmark::State& state) {
 }
 BENCHMARK(BM_AppendMessage)->Setup(start_logger)->Teardown(stop_logger);
 BENCHMARK(BM_AppendMessage)->Setup(start_logger)->Teardown(stop_logger)->Threads(4)->UseRealTime();
+
+// The same into a shared destination: opened with no link anywhere in its path (openat2).
+void BM_AppendMessageShared(benchmark::State& state) {
+  BM_AppendMessage(state);
+}
+BENCHMARK(BM_AppendMessageShared)->Setup(start_shared_logger)->Teardown(stop_logger);
 
 // The same with a write failure handler set: a write that succeeds never reaches it.
 void BM_AppendMessageWithHandler(benchmark::State& state) {
@@ -169,6 +192,9 @@ BENCHMARK(BM_RawOpenWriteCloseLocked)->Setup(start_raw)->Threads(4)->UseRealTime
   add_time_row(30, "3 `append_message`, 100 bytes, 1 thread", "BM_AppendMessage",
                "POSIX open(O_APPEND)+write+close", "BM_RawOpenWriteClose",
                qx::bench::ratio_at_most(1.5));
+  add_time_row(30, "3 `append_message`, 100 bytes, shared folder (no link in the path)",
+               "BM_AppendMessageShared", "POSIX open(O_APPEND)+write+close",
+               "BM_RawOpenWriteClose");
   add_time_row(
       31, "3 `append_message`, 100 bytes, 4 threads", "BM_AppendMessage/real_time/threads:4",
       "POSIX open(O_APPEND)+write+close, 4 threads", "BM_RawOpenWriteClose/real_time/threads:4");

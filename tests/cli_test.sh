@@ -73,7 +73,10 @@ check_check() { # the README's table and the header's list name exactly the code
   [[ $header == "$codes" ]] || fail "the header's codes differ: $(diff <(echo "$header") <(echo "$codes") | tr '\n' ' ')"
   "$qx" check --codes --json | grep -c '"meaning": ' | grep -qx "$(wc -l <<<"$codes")" || fail "check --codes --json"
 }
-setup_write() { cp "$(dirname "$table")/../../examples/rules.txt" readme-rules.txt; }
+setup_write() {
+  cp "$(dirname "$table")/../../examples/rules.txt" readme-rules.txt
+  mkfifo fifo && ln -s /proc/self/fd/1 out-link # what /dev/stdout is
+}
 check_write() { # the template checks clean; the canonical form reads back equal; --to writes the same
   "$qx" template --rules readme-rules.txt >template.txt || fail "template exited $?"
   "$qx" check template.txt --rules readme-rules.txt --strict >/dev/null || fail "template: $?"
@@ -83,6 +86,12 @@ check_write() { # the template checks clean; the canonical form reads back equal
   "$qx" rewrite in.txt --withhold license_key | cmp -s - canonical-out.txt || fail "rewrite --to: another text"
   [[ $(stat -c %a canonical-out.txt) == 600 ]] || fail "rewrite --to made mode $(stat -c %a canonical-out.txt)"
   "$qx" rewrite in.txt --to in.txt && cmp -s in.txt canonical.txt || fail "rewrite --to FILE itself"
+  expect 2 '... (883 bytes)' "$qx" rewrite in.txt --to "missing/$(printf 'x%.0s' {1..875})"
+  (($(wc -c <"$work/stderr") < 400)) || fail "a --to name took $(wc -c <"$work/stderr") bytes"
+  if unshare -m true 2>/dev/null; then # a device, made on a tmpfs of a namespace of its own
+    expect 2 'it is a device, not a regular file' unshare -m sh -c \
+      'mkdir dev && mount -t tmpfs tmpfs dev && mknod dev/full c 1 7 && exec "$0" rewrite in.txt --to dev/full' "$qx"
+  fi
 }
 
 setup_hostile() { # what git cannot hold: names that are not UTF-8, and a FIFO

@@ -31,6 +31,16 @@ TEST_F(FileFaults, OpensWithoutBlockingAndClearsTheFlagOnADevice) {
   EXPECT_EQ(script.set_flags[0] & O_NONBLOCK, 0);
 }
 
+// A kernel without openat2 is no reason to follow links: the private file is not opened.
+TEST_F(FileFaults, APrivateFileIsRefusedWhereNoOpenWithoutLinksExists) {
+  script.openat2_errors = {ENOSYS};
+  fl::filesystem::basic_ofstream<char> const out(fl::filesystem::make_path(log_), std::ios::app,
+                                                 {.private_file = true, .create_mode = 0600});
+  EXPECT_EQ(out.error(), ENOSYS);
+  EXPECT_TRUE(script.open_flags.empty());
+  EXPECT_FALSE(std::filesystem::exists(log_));
+}
+
 TEST_F(FileFaults, InterruptedCallsAreRetriedAndShortWritesContinued) {
   script.open_errors = {EINTR};
   script.write_errors = {EINTR};

@@ -1,6 +1,7 @@
 #include "fl/filesystem.hpp"
 
 #include <sys/resource.h>
+#include <sys/stat.h>
 #include <sys/wait.h>
 #include <fstream>
 #include <tuple>
@@ -91,12 +92,55 @@ TEST(FileStreams, AnExclusiveOpenOnlyCreates) {
   EXPECT_FALSE(std::filesystem::exists(dir.file("absent")));
 }
 
+QX_TABLE_TEST(JudgeDestination, ByTheFoldersTheSystemResolves, "filesystem_destinations.tsv") {
+  qx::test::TempDir const dir;
+  std::filesystem::path const before = std::filesystem::current_path();
+  std::filesystem::current_path(dir.path());
+  std::istringstream setup(GetParam()["setup"]);
+  for (std::string name, mode; setup >> name >> mode;) {
+    if (mode == "->") {
+      setup >> mode;
+      std::filesystem::create_symlink(mode, name);
+      continue;
+    }
+    std::filesystem::create_directory(name);
+    chmod(name.c_str(), std::stoul(mode, nullptr, 8));
+    if (auto const colon = mode.find(':'); colon != std::string::npos) {
+      uid_t const owner = std::stoul(mode.substr(colon + 1));
+      if (chown(name.c_str(), owner, owner) != 0) GTEST_SKIP() << "cannot give away a folder";
+    }
+  }
+  fs::destination const judged = fs::judge_destination(path_of(GetParam()["path"]));
+  std::filesystem::current_path(before);
+  std::string real =
+      judged.error ? judged.error.message() : fl::i18n::ustring_to_utf8(judged.real_path.string());
+  std::string const prefix = std::filesystem::canonical(dir.path()).string();
+  if (real.starts_with(prefix)) real.replace(0, prefix.size(), "D");
+  EXPECT_EQ(real, GetParam()["real"]);
+  EXPECT_EQ(judged.shared ? "yes" : "no", GetParam()["shared"]);
+}
+
+// The name is replaced only while it still holds the file (or the nothing) seen before.
+TEST(Replace, OnlyWhatWasSeenAtTheName) {
+  qx::test::TempDir const dir;
+  std::error_code error;
+  fs::file_entry const seen = fs::symlink_status(path_of(dir.write("a", "old")), error);
+  fs::file_entry const nothing = fs::symlink_status(path_of(dir.file("b")), error);
+  EXPECT_EQ(fs::replace(path_of(dir.write("n1", "1")), path_of(dir.file("a")), seen), 0);
+  EXPECT_EQ(fs::replace(path_of(dir.write("n2", "2")), path_of(dir.file("a")), seen), ESTALE);
+  dir.write("b", "planted");
+  EXPECT_EQ(fs::replace(path_of(dir.file("n2")), path_of(dir.file("b")), nothing), ESTALE);
+  EXPECT_EQ(qx::test::read_file(dir.file("a")) + qx::test::read_file(dir.file("b")), "1planted");
+}
+
+// No link is followed anywhere in a private file's path, a folder's included.
 TEST(FileStreams, PrivateFileRefusesLinksButAPlainOpenFollowsThem) {
   qx::test::TempDir const dir;
   fs::open_options const private_file{.private_file = true, .create_mode = 0600};
   std::filesystem::create_symlink(dir.write("victim", "keep"), dir.file("link"));
   std::filesystem::create_hard_link(dir.file("victim"), dir.file("hard"));
-  for (char const* name : {"link", "hard"})
+  std::filesystem::create_symlink(dir.path(), dir.file("folder"));
+  for (char const* name : {"link", "hard", "folder/victim"})
     EXPECT_FALSE(
         fs::basic_ofstream<char>(path_of(dir.file(name)), std::ios::app, private_file).is_open())
         << name;

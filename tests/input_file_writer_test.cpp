@@ -1,5 +1,9 @@
 #include "install/cpputil/input_file_writer.hpp"
 
+#include <grp.h>
+#include <sys/socket.h>
+#include <sys/stat.h>
+#include <sys/un.h>
 #include <sys/wait.h>
 #include <csignal>
 #include <fstream>
@@ -116,7 +120,7 @@ QX_TABLE_TESTS(Template, "input_file_template.tsv");
 // writeInputFile in the folder f, which holds a.txt ("old"); "D" in the table stands for f.
 class WriteFile : public testing::TestWithParam<qx::test::Row> {
  protected:
-  void SetUp() override { dir_.write("f/a.txt", "old"); }
+  void SetUp() override { chmod(dir_.write("f/a.txt", "old").c_str(), 0644); }
   [[nodiscard]] std::set<std::string> names() const {
     std::set<std::string> names;
     for (auto const& entry : std::filesystem::directory_iterator(folder_))
@@ -127,44 +131,96 @@ class WriteFile : public testing::TestWithParam<qx::test::Row> {
   std::string const folder_ = dir_.file("f");
 };
 
-TEST_P(WriteFile, ReplacesTheFileAtOnceOrLeavesItAndNoTemporaryFile) {
-  auto const& row = GetParam();
-  std::string const& setup = row["setup"];
-  std::string const target = folder_ + "/" + row["target"];
-  if (setup == "read-only" || setup == "full") {
-    if (auto const refused = qx::test::mount_small_disk(folder_, "64k")) GTEST_SKIP() << *refused;
-    dir_.write("f/a.txt", "old");
+// Sets up what the row's setup names at `target`; the reason when this machine cannot.
+std::optional<std::string> make_setup(std::string const& setup, std::string const& folder,
+                                      std::string const& target, qx::test::TempDir const& dir) {
+  namespace fs = std::filesystem;
+  if (setup == "read-only" || setup == "full" || setup == "device") {
+    if (auto const refused = qx::test::mount_small_disk(folder, "64k")) return refused;
+    chmod(dir.write("f/a.txt", "old").c_str(), 0644);
   }
-  if (setup == "folder") std::filesystem::create_directory(target);
-  if (setup == "link") std::filesystem::create_symlink(folder_ + "/a.txt", target);
-  if (setup == "read-only") {
-    EXPECT_EQ(qx::test::remount_read_only(folder_), 0);
+  if (setup == "folder") fs::create_directory(target);
+  if (setup == "link") fs::create_symlink(folder + "/a.txt", target);
+  if (setup == "stdout") fs::create_symlink("/proc/self/fd/1", target);
+  if (setup == "fifo") dir.fifo("f/fifo");
+  if (setup == "device" && qx::test::make_device(target, 1, 7) != 0)
+    return "cannot make a device here";
+  if (setup == "owned" && (chown(target.c_str(), 4321, 4321) != 0 || chmod(target.c_str(), 0640)))
+    return "cannot give a file to another user here";
+  if (setup == "socket") {
+    sockaddr_un address{AF_UNIX, {}};
+    target.copy(address.sun_path, sizeof address.sun_path - 1);
+    int const socket = ::socket(AF_UNIX, SOCK_STREAM, 0);
+    bind(socket, reinterpret_cast<sockaddr const*>(&address), sizeof address);
+    close(socket);
   }
+  if (setup == "read-only" && qx::test::remount_read_only(folder) != 0)
+    return "cannot make a read-only folder here";
   if (setup == "full")
-    for (std::ofstream filler(folder_ + "/filler");
+    for (std::ofstream filler(folder + "/filler");
          filler << std::string(4096, 'x') << std::flush;) {
     }
+  return std::nullopt;
+}
+
+TEST_P(WriteFile, ReplacesARegularFileAtOnceOrLeavesEverythingAsItWas) {
+  auto const& row = GetParam();
+  std::string const target = folder_ + "/" + row["target"];
+  if (auto const refused = make_setup(row["setup"], folder_, target, dir_))
+    GTEST_SKIP() << *refused;
   auto const before = names();
+  auto const kind = std::filesystem::symlink_status(target).type();
   std::string what = qx::test::what_of<std::system_error>([&] {
     writeInputFile(utf8_to_ustring(target), {{utf8_to_ustring(row["key"]), u"new"}});
   });
   if (auto const at = what.find(folder_); at != std::string::npos)
     what.replace(at, folder_.size(), "D");
   EXPECT_EQ(what, row["error"]);
-  EXPECT_EQ(names(), before);  // nothing left behind, nothing lost
   bool const written = what == "no exception";
+  auto after = before;
+  if (written) after.insert(row["target"]);
+  EXPECT_EQ(names(), after);  // nothing left behind, nothing lost
   EXPECT_EQ(qx::test::read_file(folder_ + "/a.txt"),
             written && row["target"] == "a.txt" ? "k = new\n" : "old");
-  if (written) {
+  if (!written) {
+    EXPECT_EQ(std::filesystem::symlink_status(target).type(), kind);
+  }
+  struct stat st {};
+  if (written && lstat(target.c_str(), &st) == 0) {
     EXPECT_EQ(qx::test::read_file(target), "k = new\n");
-    EXPECT_EQ(std::filesystem::symlink_status(target).permissions(),
-              std::filesystem::perms::owner_read | std::filesystem::perms::owner_write);
+    std::ostringstream kept;
+    kept << std::oct << (st.st_mode & 07777) << std::dec << ' ';
+    st.st_uid == geteuid() ? kept << "me" : kept << st.st_uid;
+    EXPECT_EQ(kept.str(), row["kept"]);
   }
 }
 QX_TABLE_TESTS(WriteFile, "input_file_write.tsv");
 
-// The writer dies at its rename, as in a crash right before it. The old file stays, and the
-// whole new text beside it.
+// A user may not give a file away: replacing another user's file is refused, and it stays.
+TEST_F(WriteFile, AnotherUsersFileThatTheCallerMayNotGiveAwayStays) {
+  std::string const file = folder_ + "/a.txt";
+  if (chown(file.c_str(), 4321, 4321) != 0 || chmod(folder_.c_str(), 0777) != 0 ||
+      chmod(dir_.path().c_str(), 0711) != 0)
+    GTEST_SKIP() << "cannot act as two other users here";
+  int const status = qx::test::in_child([&file] {
+    if (setgroups(0, nullptr) != 0 || setresgid(4322, 4322, 4322) != 0 ||
+        setresuid(4322, 4322, 4322) != 0)
+      return 3;
+    std::string const what = qx::test::what_of<std::system_error>([&file] {
+      writeInputFile(utf8_to_ustring(file), {{u"k", u"new"}});
+    });
+    return what == "cannot write the answer file \"" + file +
+                       "\": its owner and group cannot be given to the new file"
+               ? 0
+               : 2;
+  });
+  EXPECT_TRUE(WIFEXITED(status) && WEXITSTATUS(status) == 0) << status;
+  EXPECT_EQ(names(), std::set<std::string>{"a.txt"});
+  EXPECT_EQ(qx::test::read_file(file), "old");
+}
+
+// The writer dies at its rename, as in a crash right before it: a seccomp filter makes each
+// kind of rename fatal. The old file stays, and the whole new text beside it.
 TEST_F(WriteFile, ACrashBeforeTheRenameLeavesTheOldFile) {
   int const status = qx::test::in_child([this] {
     if (!qx::test::kill_at_rename()) return 3;

@@ -1,6 +1,7 @@
 #include "install/cpputil/logger.hpp"
 
 #include <fcntl.h>
+#include <grp.h>
 #include <signal.h>
 #include <sys/resource.h>
 #include <sys/wait.h>
@@ -30,6 +31,21 @@ void PrintTo(WriteFailure const& f, std::ostream* out) {
 // The size of the entry of `message`: "(Mon DD, YYYY HH:MM:SS) ", the message, a line feed.
 std::size_t entry_size(std::string const& message) {
   return 24 + message.size() + 1;
+}
+
+// The working folder is `folder` until the scope ends.
+struct InFolder {
+  explicit InFolder(fs::path const& folder) { fs::current_path(folder); }
+  ~InFolder() { fs::current_path(previous); }
+  InFolder(InFolder const&) = delete;
+  InFolder& operator=(InFolder const&) = delete;
+  fs::path const previous = fs::current_path();
+};
+
+// Acts as another user, `uid`, for the rest of a child process; false when it may not.
+bool become(uid_t uid) {
+  return setgroups(0, nullptr) == 0 && setresgid(uid, uid, uid) == 0 &&
+         setresuid(uid, uid, uid) == 0;
 }
 
 class LoggerTest : public testing::Test {
@@ -244,6 +260,86 @@ TEST_F(LoggerTest, InASharedFolderALinkOrAnotherUsersFileIsNoDestination) {
   EXPECT_EQ(read_file(victim), "keep\n");
 }
 
+// The folders a name really leads through decide, once, and the entries keep to them: a link
+// planted where "home/link/.." really is, a folder swapped for a link after a Logger was made in
+// a folder others can write, and a change of the working folder redirect nothing.
+TEST_F(LoggerTest, ADestinationIsJudgedByTheFoldersItLeadsThroughAndEntriesKeepToThem) {
+  std::string const victim = dir_.write("mine/install.log", "keep\n");
+  InFolder const here(dir_.path());
+  for (auto const& [folder, mode] : {std::pair{"home", fs::perms::owner_all},
+                                     {"own", fs::perms::owner_all},
+                                     {"shared", fs::perms::all | fs::perms::sticky_bit},
+                                     {"shared/sub", fs::perms::owner_all},
+                                     {"open", fs::perms::all},
+                                     {"open/logs", fs::perms::owner_all}}) {
+    fs::create_directory(folder);
+    fs::permissions(folder, mode);
+  }
+  fs::create_symlink("../shared/sub", "home/link");
+  fs::create_symlink(victim, "shared/install.log");
+  EXPECT_EQ(what_of<std::runtime_error>([] { Logger const log("home/link/../install.log"); }),
+            "Install Logger: Cannot open file \"home/link/../install.log\"");
+  {
+    Logger const log(dir_.file("open/logs/install.log"));
+    logger::append_message(std::string("before the swap"));
+    fs::rename("open/logs", "open/old");
+    fs::create_symlink(dir_.file("mine"), "open/logs");
+    logger::append_message(std::string("after the swap"));
+  }
+  EXPECT_EQ(log_of("open/old/install.log"), "(T) before the swap\n");
+  {
+    std::optional<InFolder> moved(std::in_place, "own");
+    Logger const log("install.log");
+    moved.emplace("shared");
+    logger::append_message(std::string("after a change of folder"));
+    EXPECT_EQ(destinations(), "install.log|" + dir_.file("open/logs/install.log"));
+  }
+  EXPECT_EQ(log_of("own/install.log"), "(T) after a change of folder\n");
+  EXPECT_EQ(read_file(victim), "keep\n");
+}
+
+// A log the caller may write but not read ends in a fragment: its last byte is unknown, so the
+// entry starts with a line feed, unless this process wrote that byte. Root reads every file, so
+// another user writes.
+TEST_F(LoggerTest, AnEntryInALogTheCallerCannotReadStandsApart) {
+  std::string const log = dir_.write("w.log", "fragment");
+  if (chown(log.c_str(), 4321, 4321) != 0 || chmod(log.c_str(), 0200) != 0 ||
+      chmod(dir_.path().c_str(), 0711) != 0)
+    GTEST_SKIP() << "cannot give a file to another user here";
+  int const status = in_child([&log] {
+    if (!become(4321)) return 3;
+    Logger const destination(log);
+    logger::append_message(std::string("next"));
+    logger::append_message(std::string("last"));
+    return 0;
+  });
+  EXPECT_TRUE(WIFEXITED(status) && WEXITSTATUS(status) == 0) << status;
+  EXPECT_EQ(log_of(log), "fragment\n(T) next\n(T) last\n");
+}
+
+// A Boost.Log sink that logs what the log traces while it holds its lock: such an entry is
+// dropped (EDEADLK) rather than waited for, and reported once the lock is free.
+TEST_F(LoggerTest, ATraceSinkThatLogsIsNeverMadeToWaitForTheLogsLock) {
+  std::vector<int> seen;
+  auto const previous = logger::set_write_failure_handler([&seen](Failure const& failure) {
+    (void)logger::get_destination();  // would wait for ever under the lock
+    seen.push_back(failure.error);
+  });
+  TraceCapture const sink("install::cpputil::logger", 4U, [](std::string const& message) {
+    if (!message.starts_with(" msg=")) logger::append_message("traced: " + message);
+  });
+  Deadline const deadline(10);
+  std::optional<Logger> log(std::in_place, dir_.file("sub/p.log"));
+  EXPECT_EQ(seen, std::vector<int>{EDEADLK});  // reported as the constructor returns
+  fs::remove_all(dir_.file("sub"));
+  logger::append_message(std::string("lost"));
+  std::vector<int> const before_reset = seen;
+  log.reset();
+  logger::set_write_failure_handler(previous);
+  EXPECT_EQ(before_reset, (std::vector<int>{EDEADLK, EDEADLK, EDEADLK, ENOENT}));
+  EXPECT_THAT(read_file(default_log_), testing::HasSubstr(") traced: set destination"));
+}
+
 // A 64 KB file system filled up behind a fragment that a crash left: the next entry starts on
 // a line of its own, only part of it fits, and it is reported with what it left; once there is
 // room again the entry after it stands apart too.
@@ -381,7 +477,9 @@ TEST_F(LoggerTest, AFileThatIsNotTextIsWithheldFromARedactedCopy) {
       {"\xFF\xFEp\0=\0h\0\n\0"s, "begins with a UTF-16 byte-order mark"},
       {"\xFE\xFF\0p\0=\0h\n"s, "begins with a UTF-16 byte-order mark"},
       {"\xFF\xFE\0\0p\0\0\0"s, "begins with a UTF-32 byte-order mark"},
-      {"password=hunter2\nx=1\0\n"s, "holds a NUL byte"}};
+      {"password=hunter2\nx=1\0\n"s, "holds a NUL byte"},
+      {"installmode = typical\rpassword = hunter2\r"s,
+       "uses a carriage return without a line feed as a line end"}};
   for (auto const& [content, reason] : cases) {
     fs::remove(x_);
     logger::append_file_redacted(fl::i18n::utf8_to_ustring(dir_.write("in", content)),

@@ -28,6 +28,13 @@ struct file_status {
 /// of a log entry, so it is asked the cheapest way the system has.
 [[nodiscard]] int status_of(int fd, file_status& status) noexcept;
 
+/// Opens `name` as open(2) does with `flags` and `mode`, except that no symbolic link is
+/// followed anywhere in the name, its last component included (ELOOP): the one call each
+/// system has for it (Linux's openat2 with RESOLVE_NO_SYMLINKS, macOS's O_NOFOLLOW_ANY). Where
+/// the kernel lacks it, the open fails (ENOSYS) rather than follow a link. EINTR is not
+/// retried here. The descriptor, or -1 with errno set.
+[[nodiscard]] int open_without_links(char const* name, int flags, mode_t mode) noexcept;
+
 /// The process's file-size limit (the soft RLIMIT_FSIZE): RLIM_INFINITY when there is none or
 /// it cannot be read. Asked before every write, so it is read the cheapest way the system has.
 [[nodiscard]] rlim_t file_size_limit() noexcept;

@@ -5,12 +5,14 @@
 #include <cstdio>
 #include <optional>
 #include <random>
+#include <set>
 #include <stdexcept>
 #include <string_view>
 #include <system_error>
 #include <utility>
 
 #include "fl/filesystem.hpp"
+#include "fl/text.hpp"
 
 #include "inputfile/input_lines.hpp"
 #include "inputfile/rule_kinds.hpp"
@@ -171,11 +173,6 @@ void write_list(std::string& out, ustring const& key, std::vector<ustring> const
   }
 }
 
-// The key as a withhold name matches it: trimmed and ASCII-lowered, as the reader reads keys.
-ustring as_key(std::string_view name) {
-  return fl::i18n::utf8_to_ustring(lines::ascii_lower(lines::trim(name)));
-}
-
 void write_header(std::string& out, std::string const& header) {
   std::string const text = fl::i18n::ustring_to_utf8(fl::i18n::utf8_to_ustring(header));
   std::string_view rest(text);
@@ -218,9 +215,86 @@ std::optional<std::string> first_allowed(rule_kinds::rule_kind const& row,
   return std::nullopt;
 }
 
+// Why a write was refused before anything was replaced, in the words a person needs; each is
+// equivalent to the errno a program would test (std::errc::is_a_directory, ...).
+enum class refusal { folder = 1, device, fifo, socket, other, link, owner, changed };
+
+class refusal_category final : public std::error_category {
+ public:
+  [[nodiscard]] char const* name() const noexcept override { return "answer file"; }
+  [[nodiscard]] std::string message(int value) const override {
+    switch (static_cast<refusal>(value)) {
+      case refusal::folder:
+        return "it is a folder";
+      case refusal::device:
+        return "it is a device, not a regular file";
+      case refusal::fifo:
+        return "it is a FIFO, not a regular file";
+      case refusal::socket:
+        return "it is a socket, not a regular file";
+      case refusal::other:
+        return "it is not a regular file";
+      case refusal::link:
+        return "it is a symbolic link: name the file it points to instead";
+      case refusal::owner:
+        return "its owner and group cannot be given to the new file";
+      case refusal::changed:
+        return "another file took its name while the new one was written";
+    }
+    return "refused";
+  }
+  [[nodiscard]] std::error_condition default_error_condition(int value) const noexcept override {
+    auto const why = static_cast<refusal>(value);
+    // A kind the file streams refuse is ENXIO; a name that changed is what replace() answers.
+    int const error = why == refusal::folder    ? EISDIR
+                      : why == refusal::link    ? ELOOP
+                      : why == refusal::owner   ? EPERM
+                      : why == refusal::changed ? ESTALE
+                                                : ENXIO;
+    return {error, std::generic_category()};
+  }
+};
+
+refusal_category const refusals;
+
+[[noreturn]] void fail_write(ustring const& fileName, std::error_code error) {
+  throw std::system_error(error, "cannot write the answer file \"" +
+                                     fl::text::excerpt(fl::i18n::ustring_to_utf8(fileName)) + "\"");
+}
+
 [[noreturn]] void fail_write(ustring const& fileName, int error) {
-  throw std::system_error(error, std::generic_category(),
-                          "cannot write the answer file " + quoted_text(fileName));
+  fail_write(fileName, std::error_code(error, std::generic_category()));
+}
+
+[[noreturn]] void refuse_write(ustring const& fileName, refusal why) {
+  fail_write(fileName, std::error_code(static_cast<int>(why), refusals));
+}
+
+// What is at the name now: nothing, or a regular file to replace. Anything else is refused.
+fl::filesystem::file_entry replaceable(ustring const& fileName,
+                                       fl::filesystem::basic_path const& path) {
+  using type = fl::filesystem::entry_type;
+  std::error_code error;
+  fl::filesystem::file_entry const entry = fl::filesystem::symlink_status(path, error);
+  if (error) fail_write(fileName, error);
+  switch (entry.type) {
+    case type::none:
+    case type::regular:
+      return entry;
+    case type::folder:
+      refuse_write(fileName, refusal::folder);
+    case type::symbolic_link:
+      refuse_write(fileName, refusal::link);
+    case type::fifo:
+      refuse_write(fileName, refusal::fifo);
+    case type::socket:
+      refuse_write(fileName, refusal::socket);
+    case type::character_device:
+    case type::block_device:
+      refuse_write(fileName, refusal::device);
+    default:
+      refuse_write(fileName, refusal::other);
+  }
 }
 
 // A temporary file, removed once this process has created it and until it is renamed into
@@ -240,6 +314,8 @@ struct temporary_file {
 
 void writeInputFileText(ustring const& fileName, std::string_view text) {
   if (fileName.empty()) fail_write(fileName, ENOENT);
+  fl::filesystem::basic_path const target = fl::filesystem::make_path(fileName);
+  fl::filesystem::file_entry const old = replaceable(fileName, target);
   std::size_t const base = fileName.rfind(u'/') + 1;  // 0 without a '/'
   ustring const folder = fileName.substr(0, base);
   std::random_device random;
@@ -257,13 +333,19 @@ void writeInputFileText(ustring const& fileName, std::string_view text) {
       fail_write(fileName, out.error());
     }
     temporary.ours = true;
+    // The replacement is the old file's, as an editor keeps it; the caller may not give away.
+    if (old.type == fl::filesystem::entry_type::regular) {
+      int const error = out.copy_owner_and_mode(old);
+      if (error == EPERM) refuse_write(fileName, refusal::owner);
+      if (error != 0) fail_write(fileName, error);
+    }
     out.write(text.data(), static_cast<std::streamsize>(text.size()));
     out.flush_to_disk();
     out.close();
-    int const error =
-        out.error() != 0 ? out.error()
-        : out.fail()     ? ENOMEM  // only an allocation fails without an errno
-                     : fl::filesystem::rename(temporary.path, fl::filesystem::make_path(fileName));
+    // Only an allocation fails without an errno.
+    if (out.fail()) fail_write(fileName, out.error() != 0 ? out.error() : ENOMEM);
+    int const error = fl::filesystem::replace(temporary.path, target, old);
+    if (error == ESTALE) refuse_write(fileName, refusal::changed);
     if (error != 0) fail_write(fileName, error);
     temporary.ours = false;
     (void)fl::filesystem::sync_folder(fl::filesystem::make_path(folder));
@@ -281,12 +363,12 @@ std::string formatInputFile(PropertyMap const& properties) {
 }
 
 std::string formatInputFile(PropertyMap const& properties, InputFileWriteOptions const& options) {
-  std::vector<ustring> withheld;
-  for (std::string const& name : options.withhold) withheld.push_back(as_key(name));
+  std::set<std::string> withheld;
+  for (std::string const& name : options.withhold) withheld.insert(lines::key_of(name));
   std::string out;
   write_header(out, options.header);
   for (auto const& [key, value] : properties) {
-    if (std::find(withheld.begin(), withheld.end(), key) != withheld.end()) {
+    if (!withheld.empty() && withheld.contains(lines::key_of(fl::i18n::ustring_to_utf8(key)))) {
       out += "# " + escaped(key) + ": value withheld\n";
     } else if (auto const* single = std::get_if<ustring>(&value)) {
       write_single(out, key, *single);

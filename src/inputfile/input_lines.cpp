@@ -1,5 +1,7 @@
 #include "inputfile/input_lines.hpp"
 
+#include "fl/text.hpp"
+
 #include <algorithm>
 #include <locale>
 #include <utility>
@@ -67,6 +69,10 @@ std::string ascii_lower(std::string_view text) {
   std::string out(text);
   classic.tolower(out.data(), out.data() + out.size());
   return out;
+}
+
+std::string key_of(std::string_view text) {
+  return ascii_lower(trim(fl::text::without_utf8_mark(trim(text))));
 }
 
 bool is_content(std::string_view line) noexcept {

@@ -35,6 +35,11 @@ inline constexpr std::array<std::string_view, 2> list_keys{"product", "platform"
 [[nodiscard]] std::string_view value_text(std::string_view line, std::size_t separator) noexcept;
 /// A copy with 'A'..'Z' lowered (the classic locale's tolower), whatever locale is set.
 [[nodiscard]] std::string ascii_lower(std::string_view text);
+/// The key that `text` stands for, as redaction and withholding compare keys (with this alone):
+/// trimmed, without a UTF-8 byte-order mark before it (the first key of a file saved with one
+/// carries it), trimmed again and ASCII-lowered. `text` is the part of a line before its
+/// separator, a key of a property map in UTF-8, or a name a caller gave.
+[[nodiscard]] std::string key_of(std::string_view text);
 /// False for "", for whitespace-only text and for text whose first byte is '#'.
 [[nodiscard]] bool is_content(std::string_view line) noexcept;
 /// Whether `line` holds a list key directly followed by '.' ("product." or "platform.",

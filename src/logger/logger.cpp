@@ -6,9 +6,11 @@
 #include <set>
 #include <stdexcept>
 #include <system_error>
+#include <vector>
 
 #include "errors/swallow.hpp"
 #include "fl/filesystem.hpp"
+#include "fl/text.hpp"
 #include "foundation/log/diagnostic_logger.hpp"
 #include "inputfile/input_lines.hpp"
 #include "install/platformutil/platform_utility.hpp"
@@ -23,16 +25,40 @@ using foundation::log::info_level;
 foundation::log::basic_diagnostic_logger<char> trace_channel("install::cpputil::logger");
 install::platformutil::PlatformUtility platform_utility;
 
-// The process-wide log state. log_mutex guards destination_file and is held for the whole
-// writing of one entry; it is never held while append_message runs.
-std::mutex log_mutex;
-basic_path destination_file;
-basic_path last_destination_file;
-// Whether destination_file lies in a folder other users can write (guarded by log_mutex).
-bool destination_in_shared_folder = false;
+// A mutex that knows whether this thread holds it: an entry written from inside it (a trace
+// sink that logs what the log traces under it) is dropped instead of waiting for itself.
+class log_lock {
+ public:
+  void lock() {
+    mutex_.lock();
+    held_here_ = true;
+  }
+  void unlock() {
+    held_here_ = false;
+    mutex_.unlock();
+  }
+  [[nodiscard]] static bool held_here() { return held_here_; }
 
-// How a file that other users could have planted is opened: never through a link, created
-// private, used only when it is the caller's own regular file with one link.
+ private:
+  std::mutex mutex_;
+  static thread_local bool held_here_;
+};
+thread_local bool log_lock::held_here_ = false;
+
+// The process-wide log state. log_mutex guards the destination and is held for the whole
+// writing of one entry; it is never held while append_message runs.
+log_lock log_mutex;
+basic_path destination_file;  // as the caller named it
+basic_path last_destination_file;
+// Where destination_file was found at the Logger's construction, and whether others could
+// redirect that name (guarded by log_mutex): the entries go there, whatever moves later.
+fl::filesystem::destination destination_judged;
+// The same for the default log file, judged again when its name changes (guarded by log_mutex).
+basic_path default_named;
+fl::filesystem::destination default_judged;
+
+// How a file that other users could have planted is opened: through no link anywhere in its
+// path, created private, used only when it is the caller's own regular file with one link.
 constexpr fl::filesystem::open_options careful_open{.private_file = true, .create_mode = 0600};
 
 // The write failure handler, with its own lock: it is called after log_mutex is released.
@@ -40,6 +66,8 @@ std::mutex handler_mutex;
 std::shared_ptr<WriteFailureHandler const> failure_handler;
 // Set while the handler runs on this thread: what it logs is not handed back to it.
 thread_local bool in_failure_handler = false;
+// Entries this thread dropped while it held log_mutex, reported once it is released.
+thread_local std::vector<WriteFailure> deferred_failures;
 
 // Made once rather than for every entry (it is too long for the short-string buffer).
 std::string const entry_time_format = "%b %d, %Y %H:%M:%S";
@@ -113,6 +141,44 @@ basic_path default_log_file() {
   return fl::filesystem::make_path(text);
 }
 
+// Traces why an entry was dropped, after the line that says it was.
+void trace_reason(WriteFailure const& failure) {
+  FL_TRACE(trace_channel, info_level,
+           "failed entry: ", fl::filesystem::failure_reason(failure.error), " (errno ",
+           failure.error, "), ", failure.written, " of ", failure.size, " bytes written to ",
+           failure.file);
+}
+
+// Hands a dropped entry to the handler, if one is set and this thread is not running it.
+void report(WriteFailure const& failure) {
+  if (in_failure_handler) return;
+  std::shared_ptr<WriteFailureHandler const> handler;
+  {
+    std::lock_guard lock(handler_mutex);
+    handler = failure_handler;
+  }
+  if (!handler) return;
+  in_failure_handler = true;
+  struct Reset {
+    ~Reset() { in_failure_handler = false; }
+  } const reset;
+  cpputil::detail::swallow([&] { (*handler)(failure); },
+                           [](char const* what) {
+                             FL_TRACE(trace_channel, info_level, "write failure handler threw: ",
+                                      what != nullptr ? what : "an exception of unknown type");
+                           });
+}
+
+// Hands this thread's entries that were dropped under log_mutex to the handler, now that it
+// is released.
+void report_deferred() {
+  while (!deferred_failures.empty()) {
+    WriteFailure const failure = std::move(deferred_failures.front());
+    deferred_failures.erase(deferred_failures.begin());
+    report(failure);
+  }
+}
+
 }  // namespace
 
 Logger::Logger(basic_path const& requested) {
@@ -132,14 +198,21 @@ Logger::Logger(basic_path const& requested) {
     }
   }
 
+  // The folders the name really leads through are judged once, here; entries then go to that
+  // real path, so neither a later swap of a folder nor a change of the working folder moves them.
+  fl::filesystem::destination judged = fl::filesystem::judge_destination(ofile);
   // Opening proves that the file can be created; it is closed again when the constructor ends.
-  bool const shared = fl::filesystem::others_can_write(folder);
-  fl::filesystem::basic_ofstream<char> probe(
-      ofile, std::ios::out | std::ios::app, shared ? careful_open : fl::filesystem::open_options{});
-  if (!probe.is_open()) {
+  int error = judged.error.value();
+  if (!judged.error) {
+    fl::filesystem::basic_ofstream<char> const probe(
+        judged.real_path, std::ios::out | std::ios::app,
+        judged.shared ? careful_open : fl::filesystem::open_options{});
+    error = probe.error();
+  }
+  if (error != 0) {
     if (has_destination()) append_message(unable_to_create_file_message + ofile.string());
     fail_construction("Install Logger: Cannot open file " + quoted_utf8(ofile.string()),
-                      system_reason(probe.error()));
+                      system_reason(error));
   }
 
   basic_path const old = copy_destination();
@@ -150,10 +223,13 @@ Logger::Logger(basic_path const& requested) {
     clear_destination();
   }
 
-  std::lock_guard lock(log_mutex);
-  destination_file = ofile;
-  destination_in_shared_folder = shared;
-  FL_TRACE(trace_channel, info_level, " destination_file.string()=", destination_file);
+  {
+    std::lock_guard lock(log_mutex);
+    destination_file = ofile;
+    destination_judged = std::move(judged);
+    FL_TRACE(trace_channel, info_level, " destination_file.string()=", destination_file);
+  }
+  report_deferred();
 }
 
 Logger::Logger(ustring const& ofile) : Logger(fl::filesystem::make_path(ofile)) {}
@@ -193,39 +269,9 @@ WriteFailureHandler set_write_failure_handler(WriteFailureHandler handler) {
 
 namespace {
 
-// Traces why an entry was dropped, after the line that says it was.
-void trace_reason(WriteFailure const& failure) {
-  FL_TRACE(trace_channel, info_level,
-           "failed entry: ", fl::filesystem::failure_reason(failure.error), " (errno ",
-           failure.error, "), ", failure.written, " of ", failure.size, " bytes written to ",
-           failure.file);
-}
-
-// Hands a dropped entry to the handler, if one is set and this thread is not running it.
-void report(WriteFailure const& failure) {
-  if (in_failure_handler) return;
-  std::shared_ptr<WriteFailureHandler const> handler;
-  {
-    std::lock_guard lock(handler_mutex);
-    handler = failure_handler;
-  }
-  if (!handler) return;
-  in_failure_handler = true;
-  struct Reset {
-    ~Reset() { in_failure_handler = false; }
-  } const reset;
-  cpputil::detail::swallow([&] { (*handler)(failure); },
-                           [](char const* what) {
-                             FL_TRACE(trace_channel, info_level, "write failure handler threw: ",
-                                      what != nullptr ? what : "an exception of unknown type");
-                           });
-}
-
-// Writes one entry under log_mutex; what went wrong, if anything.
-std::optional<WriteFailure> write_entry(ustring const& message) {
-  std::unique_lock lock(log_mutex);
-  // "(" time ") " message, built in UTF-8 directly: the time text is ASCII, so this is the
-  // same text as composing in UTF-16 and converting once.
+// "(" time ") " message, built in UTF-8 directly: the time text is ASCII, so this is the same
+// text as composing in UTF-16 and converting once.
+std::string entry_text(ustring const& message) {
   std::string const time = platform_utility.getPlatformCurrentTime(entry_time_format);
   std::string entry;
   entry.reserve(time.size() + message.size() + 5);  // exact for ASCII; both line feeds included
@@ -233,25 +279,48 @@ std::optional<WriteFailure> write_entry(ustring const& message) {
   entry += time;
   entry += ") ";
   fl::i18n::append_utf8(entry, message);
+  return entry;
+}
 
+// Where an entry goes (log_mutex held): the destination as judged when its Logger was made, or
+// the default log file, judged again when its name changes. The default file sits in a folder
+// other users share, so it is always opened with care; a destination when it was judged shared.
+struct target {
+  basic_path const& named;
+  fl::filesystem::destination const& judged;
+  bool careful;
+};
+
+target current_target() {
+  if (!destination_file.empty())
+    return {destination_file, destination_judged, destination_judged.shared};
+  basic_path named = default_log_file();
+  if (named != default_named || default_judged.error) {
+    default_judged = fl::filesystem::judge_destination(named);
+    default_named = std::move(named);
+  }
+  return {default_named, default_judged, true};
+}
+
+// Writes one entry under log_mutex; what went wrong, if anything.
+std::optional<WriteFailure> write_entry(ustring const& message) {
+  std::unique_lock lock(log_mutex);
+  std::string entry = entry_text(message);
   // The destination cannot change while log_mutex is held, so it is used in place.
-  bool const to_default = destination_file.empty();
-  basic_path const default_file = to_default ? default_log_file() : basic_path();
-  basic_path const& file = to_default ? default_file : destination_file;
-  // The default file sits in a folder other users share; so may a destination.
-  bool const careful = to_default || destination_in_shared_folder;
+  target const to = current_target();
   fl::filesystem::basic_ofstream<char> stream(
-      file, std::ios::in | std::ios::out | std::ios::app,
-      careful ? careful_open : fl::filesystem::open_options{});
+      to.judged.real_path, std::ios::in | std::ios::out | std::ios::app,
+      to.careful ? careful_open : fl::filesystem::open_options{});
   if (!stream.is_open()) {
     FL_TRACE(trace_channel, info_level, "failed to open destination_file for u8msg ", entry);
-    WriteFailure failure{file, WriteFailure::Step::open, stream.error(), 0, entry.size() + 1};
+    int const error = to.judged.error ? to.judged.error.value() : stream.error();
+    WriteFailure failure{to.named, WriteFailure::Step::open, error, 0, entry.size() + 1};
     trace_reason(failure);
     return failure;
   }
   // A file that does not end a line holds what a killed or failed writer left: the entry
   // starts on a line of its own rather than glued onto that fragment.
-  bool const apart = stream.last_byte().value_or('\n') != '\n';
+  bool const apart = !stream.at_line_start();
   if (apart) stream.put('\n');
   entry.push_back('\n');
   stream << entry;
@@ -263,11 +332,20 @@ std::optional<WriteFailure> write_entry(ustring const& message) {
     return std::nullopt;
   }
   std::size_t const written = stream.written() > (apart ? 1U : 0U) ? stream.written() - apart : 0;
-  WriteFailure failure{file, WriteFailure::Step::write, stream.error(), written, entry.size()};
+  WriteFailure failure{to.named, WriteFailure::Step::write, stream.error(), written, entry.size()};
   entry.pop_back();
   FL_TRACE(trace_channel, info_level, "failed to write destination_file for u8msg ", entry);
   trace_reason(failure);
   return failure;
+}
+
+// An entry written on the thread that holds log_mutex (a trace sink that logs what the log
+// traces under it): waiting would never end, so it is dropped and reported once the mutex is
+// released. Nothing is traced here, or such a sink would log again without end.
+void defer_dropped(ustring const& message) {
+  basic_path const& file = destination_file.empty() ? default_named : destination_file;
+  deferred_failures.push_back(
+      {file, WriteFailure::Step::open, EDEADLK, 0, entry_text(message).size() + 1});
 }
 
 }  // namespace
@@ -275,7 +353,10 @@ std::optional<WriteFailure> write_entry(ustring const& message) {
 void append_message(ustring const& message) {
   FL_TRACE(trace_channel, info_level, " msg=", message);
   if (message.empty()) return;
-  if (std::optional<WriteFailure> const failure = write_entry(message)) report(*failure);
+  if (log_lock::held_here()) return defer_dropped(message);
+  std::optional<WriteFailure> const failure = write_entry(message);
+  report_deferred();
+  if (failure) report(*failure);
 }
 
 void append_message(std::string const& message) {
@@ -328,34 +409,36 @@ void append_framed(ustring const& file, Copy&& copy) {
 }
 
 // Why a redacted copy withholds a file it cannot read as the parser reads text (its keys
-// would go unseen, and their secrets into the log), or nullptr.
+// would go unseen, and their secrets into the log), or nullptr. A carriage return inside a line
+// ends a line for a reader of the log, not for the parser.
 char const* unreadable_as_text(std::string_view line, bool first) {
-  using namespace std::string_view_literals;
-  if (first && (line.starts_with("\xFF\xFE\0\0"sv) || line.starts_with("\0\0\xFE\xFF"sv)))
+  using fl::text::encoding;
+  encoding const form = first ? fl::text::find_byte_order_mark(line).form : encoding::utf8;
+  if (form == encoding::utf32le || form == encoding::utf32be)
     return "Content withheld: the file begins with a UTF-32 byte-order mark, so the values to "
            "redact cannot be found in it";
-  if (first && (line.starts_with("\xFF\xFE"sv) || line.starts_with("\xFE\xFF"sv)))
+  if (form != encoding::utf8)
     return "Content withheld: the file begins with a UTF-16 byte-order mark, so the values to "
            "redact cannot be found in it";
   if (line.find('\0') != std::string_view::npos)
     return "Content withheld: the file holds a NUL byte, so the values to redact cannot be "
            "found in it";
+  if (auto const cr = line.find('\r'); cr != std::string_view::npos && cr + 1 < line.size())
+    return "Content withheld: the file uses a carriage return without a line feed as a line "
+           "end, so the values to redact cannot be found in it";
   return nullptr;
 }
 
 // `line` with the value of an assignment, or the entry of a list line, of one of `keys`
 // replaced: everything but the trimmed value after the run of '=' or '.' stays, a trailing CR
-// included. A byte-order mark before a key does not hide it.
+// included.
 void copy_redacted(std::string& entry, std::string_view line, std::set<std::string> const& keys) {
   namespace lines = input_lines;
   auto const eq = line.find('=');
   auto const separator =
       eq != std::string_view::npos || !lines::holds_list_marker(line) ? eq : line.find('.');
-  std::string_view key =
-      separator == std::string_view::npos ? "" : lines::trim(line.substr(0, separator));
-  if (key.starts_with("\xEF\xBB\xBF")) key.remove_prefix(3);
   if (separator == std::string_view::npos || !lines::is_content(lines::trim(line)) ||
-      !keys.contains(lines::ascii_lower(key))) {
+      !keys.contains(lines::key_of(line.substr(0, separator)))) {
     entry += line;
     return;
   }
@@ -379,8 +462,7 @@ void append_file(ustring const& file) {
 
 void append_file_redacted(ustring const& file, std::vector<std::string> const& keys) {
   std::set<std::string> wanted;
-  for (std::string const& key : keys)
-    wanted.insert(input_lines::ascii_lower(input_lines::trim(key)));
+  for (std::string const& key : keys) wanted.insert(input_lines::key_of(key));
   append_framed(file, [&wanted](std::string& entry, std::string const& line, bool first) {
     if (char const* const withheld = unreadable_as_text(line, first)) return withheld;
     copy_redacted(entry, line, wanted);

@@ -5,17 +5,12 @@
 #include <cerrno>
 
 namespace qx::fake {
-namespace {
-
-// Fails the call with the next scripted errno, if any.
 bool fails(std::deque<int>& errors) {
   int const error = errors.empty() ? 0 : errors.front();
   if (!errors.empty()) errors.pop_front();
   errno = error;
   return error != 0;
 }
-
-}  // namespace
 
 int open(char const* name, int flags, mode_t mode) {
   script.open_flags.push_back(flags);

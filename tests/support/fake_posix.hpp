@@ -10,6 +10,7 @@
 #include <unistd.h>
 #include <csignal>
 #include <cstdio>
+#include <cstdlib>
 #include <deque>
 #include <vector>
 
@@ -27,8 +28,12 @@ struct Script {
   int close_calls = 0;
   std::deque<int> fsync_errors;  ///< errno of the next fsync calls; 0 lets one through
   int fsync_calls = 0;
+  std::deque<int> openat2_errors;  ///< errno of the next openat2 calls; 0 lets one through
 };
 inline Script script;
+
+/// Fails the call with the next scripted errno of `errors`, if any (setting errno).
+bool fails(std::deque<int>& errors);
 
 int open(char const* name, int flags, mode_t mode);
 ssize_t write(int fd, void const* data, std::size_t size);
@@ -36,7 +41,7 @@ int fcntl(int fd, int command, int argument = 0);
 int close(int fd);
 int fsync(int fd);
 using ::dladdr, ::lseek, ::pread, ::pthread_sigmask, ::read, ::rename, ::sigpending, ::sigwait,
-    ::stat, ::unlink;  // not faked
+    ::stat, ::unlink, ::lstat, ::realpath, ::fchown, ::fchmod;  // not faked
 
 }  // namespace qx::fake
 

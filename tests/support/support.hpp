@@ -90,6 +90,9 @@ struct Deadline {
 /// process's own so that nothing outlives it; the reason when mounting is not permitted here.
 [[nodiscard]] std::optional<std::string> mount_small_disk(std::string const& folder,
                                                           std::string const& size);
+/// Makes the character device `major`,`minor` at `path` (on a disk of mount_small_disk, never a
+/// real /dev): 0 or the errno.
+[[nodiscard]] int make_device(std::string const& path, unsigned major, unsigned minor);
 /// Makes the file system that mount_small_disk mounted at `folder` read-only: 0 or the errno.
 [[nodiscard]] int remount_read_only(std::string const& folder);
 /// From now on each rename(2) of this process kills it with SIGSYS, as a crash right before the

@@ -15,18 +15,21 @@ struct TraceCapture::collector
     : logging::sinks::basic_sink_backend<logging::sinks::synchronized_feeding> {
   std::string channel;
   std::vector<std::pair<unsigned, std::string>> records;
+  std::function<void(std::string const&)> forward;
   void consume(logging::record_view const& record) {
     if (logging::extract_or_default<std::string>("Channel", record, std::string()) != channel)
       return;
-    records.emplace_back(
-        logging::extract_or_default<unsigned>("Severity", record, 0U),
-        logging::extract_or_default<std::string>("Message", record, std::string()));
+    auto const message = logging::extract_or_default<std::string>("Message", record, std::string());
+    records.emplace_back(logging::extract_or_default<unsigned>("Severity", record, 0U), message);
+    if (forward) forward(message);  // the frontend's mutex is recursive: it may trace again
   }
 };
 
-TraceCapture::TraceCapture(std::string channel, unsigned levels)
+TraceCapture::TraceCapture(std::string channel, unsigned levels,
+                           std::function<void(std::string const&)> forward)
     : sink_(boost::make_shared<logging::sinks::synchronous_sink<collector>>()) {
   sink_->locked_backend()->channel = channel;
+  sink_->locked_backend()->forward = std::move(forward);
   logging::core::get()->add_sink(sink_);
   foundation::log::set_enabled_levels(channel, levels);
 }

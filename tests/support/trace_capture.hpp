@@ -7,10 +7,12 @@
 namespace qx::test {
 
 /// Enables `levels` on the trace channel `channel` and collects its records through a
-/// Boost.Log sink until the scope ends; the channel's mask is 0 again afterwards.
+/// Boost.Log sink until the scope ends; the channel's mask is 0 again afterwards. Each record's
+/// message is also handed to `forward`, if given, as a sink that logs what it receives would.
 class TraceCapture {
  public:
-  explicit TraceCapture(std::string channel, unsigned levels = 4U | 8U);
+  explicit TraceCapture(std::string channel, unsigned levels = 4U | 8U,
+                        std::function<void(std::string const&)> forward = {});
   ~TraceCapture();
   TraceCapture(TraceCapture const&) = delete;
   TraceCapture& operator=(TraceCapture const&) = delete;

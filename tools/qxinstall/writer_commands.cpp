@@ -2,6 +2,7 @@
 #include <CLI/CLI.hpp>
 #include <iostream>
 #include <memory>
+#include <string_view>
 
 #include "cli.hpp"
 #include "install/cpputil/input_file_writer.hpp"
@@ -11,19 +12,27 @@ namespace {
 
 namespace cpputil = install::cpputil;
 
-// --to FILE: the text written to FILE, replacing it at once, instead of printed.
+// --to FILE: the text written to FILE, replacing it at once, instead of printed; "-" prints.
+// Standard output is never reached by a device's name: /dev/stdout is a link, and refused.
 void add_to_option(CLI::App& app, std::string& to) {
-  app.add_option("--to", to, "write FILE instead of printing: replaced at once, mode 0600")
+  app.add_option("--to", to,
+                 "write FILE instead of printing ('-': print): a regular file replaced at once, "
+                 "keeping its owner, group and mode, or a new one with mode 0600; a link, "
+                 "device, FIFO or folder is refused")
       ->type_name("FILE")
       ->check([](std::string const& name) {
         return name.empty() ? std::string("the file name is empty") : std::string();
       });
 }
 
-// Runs `write` on the name `to`; CommandError (exit 2) with the library's reason when the file
-// cannot be written.
+// Prints `text` when `to` is empty or "-", else runs `write` on the name `to`; CommandError
+// (exit 2) with the library's reason when the file cannot be written.
 template <class Write>
-void write_to(std::string const& to, Write&& write) {
+void write_to(std::string const& to, std::string_view text, Write&& write) {
+  if (to.empty() || to == "-") {
+    std::cout << text;
+    return;
+  }
   ustring const name = fl::i18n::utf8_to_ustring(utf8_name(to));
   try {
     write(name);
@@ -47,10 +56,8 @@ Handler setup_template(CLI::App& app) {
       "allowed value, every other key commented out with a placeholder.");
   return [options] {
     std::string const text = cpputil::inputFileTemplate(read_rules(options->rules));
-    if (options->to.empty())
-      std::cout << text;
-    else
-      write_to(options->to, [&text](ustring const& to) { cpputil::writeInputFileText(to, text); });
+    write_to(options->to, text,
+             [&text](ustring const& to) { cpputil::writeInputFileText(to, text); });
     return exit_ok;
   };
 }
@@ -74,11 +81,9 @@ Handler setup_rewrite(CLI::App& app) {
       "--to may name FILE itself: it is read first, then replaced.");
   return [options] {
     auto const properties = check_input_file(options->file).properties;
-    if (options->to.empty())
-      std::cout << cpputil::formatInputFile(properties, options->write);
-    else
-      write_to(options->to,
-               [&](ustring const& to) { cpputil::writeInputFile(to, properties, options->write); });
+    std::string const text = cpputil::formatInputFile(properties, options->write);
+    write_to(options->to, text,
+             [&text](ustring const& to) { cpputil::writeInputFileText(to, text); });
     return exit_ok;
   };
 }

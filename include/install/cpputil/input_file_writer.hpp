@@ -44,7 +44,9 @@ namespace install::cpputil {
 /// What formatInputFile writes beside the properties.
 struct InputFileWriteOptions {
   /// Keys whose values must not be stored (licence keys, passwords), matched as the reader reads
-  /// keys: trimmed, in any ASCII case. Each such key present in the map is written, in its place,
+  /// keys: trimmed, in any ASCII case; a UTF-8 byte-order mark before a key (the first key of a
+  /// file saved with one) does not hide it. logger::append_file_redacted compares keys the same
+  /// way. Each such key present in the map is written, in its place,
   /// as the comment line "# <key>: value withheld", so the replayed file lacks it; its value is
   /// neither written nor checked. Names absent from the map write nothing.
   std::vector<std::string> withhold;
@@ -70,20 +72,30 @@ struct InputFileWriteOptions {
                                                          InputFileWriteOptions const& options);
 
 /// Writes formatInputFile(properties, options) to the answer file `fileName`, replacing it at
-/// once. The text goes to a new file beside it (".<name>.<random>.tmp", created exclusively, a
-/// link never followed), which is flushed to the disk and then renamed over `fileName`: a
-/// reader, or a crash, finds the old file or the new one, never a part of either. A symbolic
-/// link at `fileName` is replaced, its target untouched. The new file has mode 0600 (less the
-/// umask) whatever the old one had, since answers may hold secrets: sharing them is a step of
-/// its own. The folder is flushed to the disk after the rename, so that the replacement
-/// outlives a power cut; a failure of that last step is not reported, since the new file is in
-/// place by then. Throws std::invalid_argument as formatInputFile does, before anything is
-/// created; and std::system_error (a std::runtime_error), with the errno as its code and the
-/// what() "cannot write the answer file \"<fileName>\": <the system's reason>", when the folder
-/// is missing or read-only, the disk full, a folder is at `fileName`, or a name is too long
-/// (the temporary name is 14 bytes longer); the old file is then untouched and the temporary
-/// file removed. A crash before the rename leaves the temporary file behind. The name is
-/// escaped in the message as keys are.
+/// once. Only a regular file is replaced, or a missing one created: what is at the name is
+/// examined without following a link (lstat), and a symbolic link (name its target instead), a
+/// folder, a device, a FIFO or a socket is refused, with nothing changed. The text goes to a new
+/// file beside it (".<name>.<random>.tmp", created exclusively, a link never followed), which
+/// is flushed to the disk and then renamed over `fileName`: a reader, or a crash, finds the old
+/// file or the new one, never a part of either. The new file keeps the old one's owner, group
+/// and permission bits, as an editor does; when the caller may not give it that owner or group
+/// (only root may give a file away), the write is refused and the old file stays. A file that
+/// did not exist is created with mode 0600 (less the umask), since answers may hold secrets.
+/// Just before the rename the name is examined again: if another file has taken it meanwhile,
+/// the write is refused. What remains is the moment between that check and the rename; a
+/// name swapped in then, which only someone who may write the folder can do, is replaced by
+/// the rename, never followed or written through. The folder is flushed to the disk after the
+/// rename, so that the replacement outlives a power cut; a failure of that last step is not
+/// reported, since the new file is in place by then. Throws std::invalid_argument as
+/// formatInputFile does, before anything is created; and std::system_error (a
+/// std::runtime_error) with the what() "cannot write the answer file \"<fileName>\": <reason>"
+/// when the name is refused (codes equivalent to EISDIR for a folder, ELOOP for a link, ENXIO
+/// for a device, FIFO or socket, EPERM for an owner that cannot be kept, ESTALE for a name taken
+/// meanwhile) or when the system fails (the errno as its code: the folder missing or read-only,
+/// the disk full, a name too long: the temporary name is 14 bytes longer); the old file is then
+/// untouched and the temporary file removed. A crash before the rename leaves the temporary
+/// file behind. The name is shown as fl::text::excerpt shows outside text: escaped, and cut
+/// after 200 bytes with "... (N bytes)".
 QX_CPPUTIL_API void writeInputFile(ustring const& fileName, PropertyMap const& properties,
                                    InputFileWriteOptions const& options = {});
 

@@ -29,12 +29,21 @@ ustring const reset_destination_message = u"Reset destination file log ";
 /// destination belongs to the process: destroying any Logger clears it, nested ones too.
 ///
 /// A destination is a regular file or a character device (/dev/null, a terminal); a FIFO, a
-/// socket or a folder cannot be one, so that no entry ever waits without end. When other users
-/// may write the destination's folder (a group- or world-writable folder such as /tmp, or one
-/// owned by another user), the file must also be a regular file owned by the caller with one
-/// link, is never reached through a symbolic link, and is created with mode 0600, as the
-/// per-user default log file always is: no other user can point the log at a file of the
-/// caller's. In a folder that only the caller (or root) can write, links are followed.
+/// socket or a folder cannot be one, so that no entry ever waits without end.
+///
+/// The constructor judges the destination once, by the folders the system really resolves for
+/// it (every link, "." and ".." followed as the kernel follows them; a relative name against
+/// the working folder at construction), never by the path's text. It is shared when a folder
+/// on that real path can be written by another user (group- or world-writable, or owned by
+/// another user than the caller and root), unless that folder is sticky and the next folder
+/// down belongs to the caller; the folder that holds the file counts whenever others can write
+/// it. Every entry then goes to that real path: renaming or swapping a folder later, or
+/// changing the working folder, redirects none. A shared destination is opened with no
+/// symbolic link followed anywhere in its path (Linux's openat2 with RESOLVE_NO_SYMLINKS,
+/// macOS's O_NOFOLLOW_ANY; refused where the kernel lacks it), used only when it is a regular
+/// file owned by the caller with one link, and created with mode 0600, as the per-user default
+/// log file always is: no other user can point the log at a file of the caller's. A
+/// destination that is not shared is opened as named, a link as its last component followed.
 class QX_CPPUTIL_API Logger {
  public:
   /// Creates missing parent folders, opens `ofile` in append mode (never truncating) and makes
@@ -85,17 +94,21 @@ using WriteFailureHandler = std::function<void(WriteFailure const&)>;
 
 /// Makes `handler` the process's handler of entries that are not written whole and returns
 /// the one it replaces (an empty function when there was none; an empty `handler` removes it).
-/// The handler runs on the thread that wrote the entry, once the log's lock is released, so it
-/// may log: an entry that fails while the handler runs on that thread is traced but not handed
-/// to the handler again. What it throws is caught and traced. Safe from any thread.
+/// The handler runs on the thread that wrote the entry, never while that thread holds the log's
+/// lock, so it may log: an entry that fails while the handler runs on that thread is traced but
+/// not handed to the handler again. What it throws is caught and traced. Safe from any thread.
 QX_CPPUTIL_API WriteFailureHandler set_write_failure_handler(WriteFailureHandler handler);
 
 /// Appends "(" + time + ") " + message + "\n" to the destination, or to the per-user default
-/// file "quillford_<user>.log" in the temporary folder while none is set. An empty message
-/// writes nothing. When the file does not end in a line feed (a fragment that a killed or
-/// failed writer left), the entry starts with one, so no entry is ever glued onto another.
-/// Never throws for file problems: an entry that cannot be written whole is dropped, traced
-/// and handed to the write failure handler.
+/// file "quillford_<user>.log" in the temporary folder while none is set (judged as a shared
+/// destination is, again whenever its name changes). An empty message writes nothing. When the
+/// file does not end in a line feed (a fragment that a killed or failed writer left), or its
+/// last byte cannot be read (a file the caller may write but not read) and this process did not
+/// write it, the entry starts with one, so no entry is ever glued onto another. Never throws
+/// for file problems: an entry that cannot be written whole is dropped, traced and handed to
+/// the write failure handler. An entry written on the thread that holds the log's lock (a trace
+/// sink that logs what the log traces) is dropped without a wait and handed to the handler
+/// with EDEADLK once the lock is released; it is not traced, or such a sink would log again.
 QX_CPPUTIL_API void append_message(ustring const& message);
 /// As the ustring form, for a UTF-8 message (ill-formed bytes become U+FFFD).
 QX_CPPUTIL_API void append_message(std::string const& message);
@@ -114,9 +127,12 @@ QX_CPPUTIL_API void append_file(fl::filesystem::basic_path const& file);
 /// As append_file, for an installer input file that holds secrets: each assignment or list
 /// line whose key, trimmed and lower-cased in ASCII as the input file parser reads keys, is
 /// one of `keys` (compared the same way) has its value or entry written as "********", empty
-/// ones included. Comments and all other lines are copied unchanged, and so are CR LF line
-/// ends; traced lines are the redacted ones. It fails closed: a file that holds a NUL byte or
-/// begins with a UTF-16 or UTF-32 byte-order mark cannot be read as the parser reads text, so
+/// ones included. Keys are compared as formatInputFile's withholding compares them (a UTF-8
+/// byte-order mark before the first key does not hide it). Comments and all other lines are
+/// copied unchanged, and so are CR LF line ends; traced lines are the redacted ones. It fails
+/// closed: a file that holds a NUL byte, begins with a UTF-16 or UTF-32 byte-order mark, or
+/// uses a carriage return without a line feed as a line end (which a reader of the log would
+/// see as two lines where the parser reads one) cannot be redacted as the parser reads it, so
 /// its content is withheld and one line between the frame lines says why. Throws as
 /// append_file does.
 QX_CPPUTIL_API void append_file_redacted(ustring const& file, std::vector<std::string> const& keys);

@@ -8,9 +8,9 @@
 #include <ios>
 #include <istream>
 #include <memory>
-#include <optional>
 #include <ostream>
 #include <string>
+#include <system_error>
 
 #include "fl/i18n.hpp"
 #include "fl/path.hpp"
@@ -30,11 +30,61 @@ namespace fl::filesystem {
 /// a text holding NUL.
 QX_PLATFORM_API bool create_directories(basic_path const& path);
 
-/// True when users other than the effective user may create, replace or remove entries in
-/// `folder`: it is group- or world-writable, or owned by another user than the effective one
-/// and root. Also true when the folder cannot be examined (missing, a text holding NUL), so
-/// that a caller errs on the careful side. The empty path is the current folder.
-[[nodiscard]] QX_PLATFORM_API bool others_can_write(basic_path const& folder);
+/// Where the system finds the file that a path names, and whether another user could make
+/// that name lead elsewhere: what a log destination is judged by, once.
+struct destination {
+  /// Absolute: the real path of the folder that the name's last component is looked up in
+  /// (every link, "." and ".." resolved as the system resolves them, a relative name against
+  /// the working folder now), then that component. Empty when `error` is set.
+  basic_path real_path;
+  /// True when a folder on the real path can be written by another user (it is group- or
+  /// world-writable, or owned by another user than the caller and root), unless that folder is
+  /// sticky and the next folder down belongs to the caller: others could then rename, replace
+  /// or plant what the path leads through. The folder that holds the file counts whenever
+  /// others can write it, sticky or not, since they may plant the file's own name. True also
+  /// when the folders cannot be examined.
+  bool shared = true;
+  /// Why the folder could not be resolved or examined (EINVAL for a text holding NUL).
+  std::error_code error;
+};
+
+/// Judges `file` by the folders the system really resolves, never by the path's text (see
+/// destination). A file opened by its real_path with no link followed anywhere
+/// (open_options::private_file) is then the one judged, whatever is renamed or planted later
+/// and wherever the working folder moves.
+[[nodiscard]] QX_PLATFORM_API destination judge_destination(basic_path const& file);
+
+/// What kind of entry a name holds.
+enum class entry_type {
+  none,              ///< nothing is there
+  regular,           ///< a regular file
+  folder,            ///< a folder
+  symbolic_link,     ///< a symbolic link, whatever it points to
+  character_device,  ///< a character device (/dev/null, a terminal)
+  block_device,      ///< a block device
+  fifo,              ///< a FIFO (a named pipe)
+  socket,            ///< a socket
+  other,             ///< a kind the system has beyond these
+};
+
+/// What is at a name, seen without following a symbolic link there.
+struct file_entry {
+  /// What is there.
+  entry_type type = entry_type::none;
+  uid_t owner = 0;         ///< the owning user
+  gid_t group = 0;         ///< and group
+  mode_t permissions = 0;  ///< the permission bits, set-ID and sticky bits included
+  dev_t device = 0;        ///< the device and
+  ino_t inode = 0;         ///< inode that tell which file it is
+  /// Equal when every field is.
+  friend bool operator==(file_entry const&, file_entry const&) = default;
+};
+
+/// What is at `path` (lstat(2)): a link itself, never its target. A missing name (ENOENT) is
+/// no failure: its type is none. Another failure (ENOTDIR, EACCES, ELOOP, EINVAL for a text
+/// holding NUL) sets `error` (cleared otherwise) and gives an entry of type none.
+[[nodiscard]] QX_PLATFORM_API file_entry symlink_status(basic_path const& path,
+                                                        std::error_code& error);
 
 /// Words for an errno that a file stream reports (error()): the system's own, except for the
 /// kinds the streams refuse: "it is a folder" (EISDIR) and "it is not a regular file" (ENXIO).
@@ -73,8 +123,10 @@ class file_buffer;
 
 /// How basic_ofstream opens its file, beyond the standard open mode.
 struct open_options {
-  /// Refuse a symbolic link at the final component (O_NOFOLLOW), and refuse anything but
-  /// a regular file owned by the effective user with one link.
+  /// Follow no symbolic link anywhere in the path, its last component included (Linux's
+  /// openat2 with RESOLVE_NO_SYMLINKS, macOS's O_NOFOLLOW_ANY; ENOSYS where the kernel has no
+  /// such open, ELOOP for a link), and refuse anything but a regular file owned by the
+  /// effective user with one link.
   bool private_file = false;
   /// Permission bits for a file that is created (before the umask).
   mode_t create_mode = 0666;
@@ -100,7 +152,7 @@ class QX_PLATFORM_API basic_ofstream<char> : public std::ostream {
  public:
   /// Opens `path` (its native access form) for writing, close-on-exec; `mode` must hold out,
   /// and app opens with O_APPEND, trunc truncates, in also opens for reading (which only
-  /// last_byte uses; a file that may be written but not read then opens write-only). Check
+  /// at_line_start uses; a file that may be written but not read then opens write-only). Check
   /// is_open() for the outcome and error() for the reason of a failure.
   explicit basic_ofstream(basic_path const& path, std::ios::openmode mode = std::ios::out,
                           open_options options = {});
@@ -115,15 +167,24 @@ class QX_PLATFORM_API basic_ofstream<char> : public std::ostream {
   void close();
   /// Why the open, or the first write or close that failed, failed: its errno. 0 while
   /// nothing failed. A file of a refused kind gives EISDIR (a folder) or ENXIO; a private file
-  /// that fails its checks ELOOP (a link), EPERM (another owner) or EMLINK (a second link); a
-  /// text holding NUL EINVAL.
+  /// that fails its checks ELOOP (a link anywhere in its path), EPERM (another owner) or EMLINK
+  /// (a second link), or ENOSYS where the system cannot open without links; a text holding NUL
+  /// EINVAL.
   [[nodiscard]] int error() const noexcept;
   /// How many bytes have reached the file through this stream.
   [[nodiscard]] std::size_t written() const noexcept;
-  /// The last byte the file held when it was opened, read with one pread; nothing for an
-  /// empty file, for what is not a regular file, for a stream opened without std::ios::in
-  /// and when the read fails.
-  [[nodiscard]] std::optional<char> last_byte() const noexcept;
+  /// Whether what is written first starts a line: true for an empty file, for what is not a
+  /// regular file, and when the file's last byte at the open is a line feed (one pread, or
+  /// known from this process's own last write to that file). False when it is another byte,
+  /// and when it cannot be read (a stream opened without std::ios::in, a file the caller may
+  /// write but not read, a failed read) and this process did not write it: a writer then starts
+  /// with a line feed rather than glue its text onto a fragment.
+  [[nodiscard]] bool at_line_start() const noexcept;
+  /// Gives the open file the owner, group and permission bits of `like` (fchown, then fchmod,
+  /// since a change of owner clears the set-ID bits), as a file that replaces another keeps
+  /// them: 0, or the errno (EPERM when the caller may not give that owner or group). Does not
+  /// touch the stream's state.
+  [[nodiscard]] int copy_owner_and_mode(file_entry const& like) noexcept;
   /// Writes what is pending, then has the system put the file's data and size on the disk
   /// (fsync; on macOS F_FULLFSYNC, since its fsync may leave them in the drive's cache), so
   /// that they survive a power cut. For what is not a regular file (a terminal, /dev/null)
@@ -170,6 +231,12 @@ class QX_PLATFORM_API basic_ifstream<char> : public std::istream {
 /// replaced, its target untouched); a folder at `to` gives EISDIR (or ENOTEMPTY, EEXIST), and
 /// paths on two file systems EXDEV.
 [[nodiscard]] QX_PLATFORM_API int rename(basic_path const& from, basic_path const& to);
+/// As rename, but only while `to` is still what `expected` (its symlink_status, taken before)
+/// says: the same file of the same type, or still nothing when nothing was there. Otherwise
+/// nothing is renamed and the answer is ESTALE. The check and the rename are two steps: a
+/// name swapped between them is still replaced, never followed (rename replaces a link).
+[[nodiscard]] QX_PLATFORM_API int replace(basic_path const& from, basic_path const& to,
+                                          file_entry const& expected);
 /// Removes the name `path` (unlink(2)): a file, or a symbolic link itself, never its target.
 /// A folder is refused (EISDIR on Linux, EPERM on macOS); a missing name gives ENOENT.
 [[nodiscard]] QX_PLATFORM_API int remove_file(basic_path const& path);

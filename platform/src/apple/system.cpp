@@ -35,6 +35,11 @@ int status_of(int fd, file_status& status) noexcept {
   return 0;
 }
 
+// O_NOFOLLOW_ANY (macOS 11 and later) refuses a link at any component with ELOOP.
+int open_without_links(char const* name, int flags, mode_t mode) noexcept {
+  return QX_POSIX_CALL(open(name, flags | O_NOFOLLOW_ANY, mode));
+}
+
 rlim_t file_size_limit() noexcept {
   struct rlimit limit {};
   return QX_POSIX_CALL(getrlimit(RLIMIT_FSIZE, &limit)) == 0 ? limit.rlim_cur : RLIM_INFINITY;

@@ -1,6 +1,7 @@
 #include "system.hpp"
 
 #include <fcntl.h>
+#include <linux/openat2.h>
 #include <sys/stat.h>
 #include <sys/syscall.h>
 #include <sys/sysmacros.h>
@@ -26,6 +27,21 @@ int status_of(int fd, file_status& status) noexcept {
             st.stx_nlink, makedev(st.stx_dev_major, st.stx_dev_minor),
             st.stx_ino,   static_cast<off_t>(st.stx_size)};
   return 0;
+}
+
+// glibc has no wrapper for openat2 before 2.36's headers, and none at all in some versions.
+int open_without_links(char const* name, int flags, mode_t mode) noexcept {
+#ifdef SYS_openat2
+  open_how how{};
+  how.flags = static_cast<unsigned>(flags);
+  how.mode = (flags & O_CREAT) != 0 ? mode : 0;  // openat2 refuses a mode it would not use
+  how.resolve = RESOLVE_NO_SYMLINKS;
+  return static_cast<int>(QX_POSIX_CALL(syscall(SYS_openat2, AT_FDCWD, name, &how, sizeof how)));
+#else
+  static_cast<void>(name), static_cast<void>(flags), static_cast<void>(mode);
+  errno = ENOSYS;
+  return -1;
+#endif
 }
 
 // The old getrlimit system call, where the processor has it, costs less than half of the

@@ -11,6 +11,8 @@
 #include <cerrno>
 #include <csignal>
 #include <cstdio>
+#include <cstdlib>
+#include <memory>
 
 namespace fl::posix {
 namespace {
@@ -66,7 +68,12 @@ class file_size_signal_blocked {
 
 opened open_file(char const* name, int flags, mode_t mode, expect kind) noexcept {
   int fd = -1;
-  QX_RETRY(fd, QX_POSIX_CALL(open(name, flags | O_NONBLOCK | O_CLOEXEC | O_NOCTTY, mode)));
+  flags |= O_NONBLOCK | O_CLOEXEC | O_NOCTTY;
+  if (kind == expect::private_file) {
+    QX_RETRY(fd, qx::system::open_without_links(name, flags, mode));
+  } else {
+    QX_RETRY(fd, QX_POSIX_CALL(open(name, flags, mode)));
+  }
   if (fd < 0) return {.error = errno};
   qx::system::file_status st;
   int error = qx::system::status_of(fd, st) == 0 ? refusal(st, kind) : errno;
@@ -83,6 +90,24 @@ opened open_file(char const* name, int flags, mode_t mode, expect kind) noexcept
     return {.error = error};
   }
   return {fd, regular, st.device, st.inode, st.size, 0};
+}
+
+int status_of_name(char const* name, struct stat& status) noexcept {
+  return QX_POSIX_CALL(lstat(name, &status)) == 0 ? 0 : errno;
+}
+
+int real_path(char const* name, std::string& real) {
+  std::unique_ptr<char, decltype(&std::free)> const resolved(QX_POSIX_CALL(realpath(name, nullptr)),
+                                                             &std::free);
+  if (!resolved) return errno;
+  real = resolved.get();
+  return 0;
+}
+
+int set_owner_and_mode(int fd, uid_t owner, gid_t group, mode_t mode) noexcept {
+  if (QX_POSIX_CALL(fchown(fd, owner, group)) != 0 || QX_POSIX_CALL(fchmod(fd, mode & 07777)) != 0)
+    return errno;
+  return 0;
 }
 
 ssize_t read_some(int fd, void* data, std::size_t size) noexcept {

@@ -2,8 +2,10 @@
 
 // The file layer's system calls, used by both file streams. Internal to the platform library.
 
+#include <sys/stat.h>
 #include <sys/types.h>
 #include <cstddef>
+#include <string>
 
 namespace fl::posix {
 
@@ -14,7 +16,8 @@ enum class expect {
   writable,
   /// A regular file: folders, FIFOs, sockets and devices are refused.
   regular_file,
-  /// A regular file owned by the effective user with exactly one link.
+  /// A regular file owned by the effective user with exactly one link, reached through no
+  /// symbolic link anywhere in its name (qx::system::open_without_links).
   private_file,
 };
 
@@ -35,6 +38,15 @@ struct opened {
 /// another kind that `kind` refuses (as the system answers for a socket), EPERM for a private file
 /// owned by another user and EMLINK for one with a second link.
 [[nodiscard]] opened open_file(char const* name, int flags, mode_t mode, expect kind) noexcept;
+/// What is at `name`, a symbolic link itself rather than its target (lstat(2)): 0 or the errno.
+[[nodiscard]] int status_of_name(char const* name, struct stat& status) noexcept;
+/// The absolute name of the folder `name` with every link, "." and ".." resolved as the kernel
+/// resolves them (realpath(3)) into `real`: 0 or the errno (ENOENT, ENOTDIR, EACCES, ELOOP...).
+[[nodiscard]] int real_path(char const* name, std::string& real);
+/// Gives the open file `owner`, `group` and the permission bits `mode` (set-ID and sticky bits
+/// included): fchown first, since a change of owner clears the set-ID bits, then fchmod. 0 or
+/// the errno (EPERM: the caller may not give that owner or group).
+[[nodiscard]] int set_owner_and_mode(int fd, uid_t owner, gid_t group, mode_t mode) noexcept;
 /// Reads up to `size` bytes, retrying EINTR: the count, 0 at the end, -1 on an error.
 [[nodiscard]] ssize_t read_some(int fd, void* data, std::size_t size) noexcept;
 /// The byte at `offset` (one pread, EINTR retried), or -1 when there is none or it cannot be read.

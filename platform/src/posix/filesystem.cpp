@@ -57,12 +57,87 @@ bool create_directories(basic_path const& path) {
   return std::filesystem::create_directories(system_path(path));
 }
 
-bool others_can_write(basic_path const& folder) {
-  if (holds_nul(folder.string())) return true;
+namespace {
+
+// Whether users other than the caller may create, rename or remove entries in the folder.
+bool open_to_others(struct stat const& folder) {
+  return (folder.st_mode & (S_IWGRP | S_IWOTH)) != 0 ||
+         (folder.st_uid != ::geteuid() && folder.st_uid != 0);
+}
+
+std::error_code system_error_code(int error) {
+  return {error, std::generic_category()};
+}
+
+// Whether another user could change what `real`, a real folder path, leads to: its folders
+// are examined from the root down.
+std::error_code judge_folders(std::string const& real, bool& shared) {
+  bool above_open = false, above_sticky = false;
+  for (std::size_t end = 1;; end = real.find('/', end + 1)) {
+    struct stat folder {};
+    std::string const name = real.substr(0, end);
+    if (int const error = posix::status_of_name(name.c_str(), folder))
+      return system_error_code(error);
+    if (!S_ISDIR(folder.st_mode)) return system_error_code(ENOTDIR);  // swapped meanwhile
+    if (above_open && !(above_sticky && folder.st_uid == ::geteuid())) shared = true;
+    above_open = open_to_others(folder);
+    above_sticky = (folder.st_mode & S_ISVTX) != 0;
+    if (end >= real.size()) break;
+  }
+  shared = shared || above_open;  // others could plant the file's own name
+  return {};
+}
+
+// The careful answer for a destination that cannot be judged.
+destination unjudged(std::error_code error) {
+  return {basic_path(), true, error};
+}
+
+// What symlink_status says of a name it cannot examine.
+file_entry unexamined(std::error_code& error, int reason) {
+  error = system_error_code(reason);
+  return {entry_type::none, 0, 0, 0, 0, 0};
+}
+
+}  // namespace
+
+destination judge_destination(basic_path const& file) {
+  if (holds_nul(file.string())) return unjudged(system_error_code(EINVAL));
+  if (file.empty()) return unjudged(system_error_code(ENOENT));
+  std::string const text = detail::make_native_access_form_i18n(file);
+  // The folder is the text before the last '/', as the kernel splits it, not as a lexical
+  // normalisation would ("a/link/../f" is looked up in the folder above the link's target).
+  auto const slash = text.rfind('/');
+  std::string const folder = slash == std::string::npos ? "." : text.substr(0, slash + 1);
+  std::string real;
+  if (int const error = posix::real_path(folder.c_str(), real))
+    return unjudged(system_error_code(error));
+  destination judged{basic_path(), false, {}};
+  if (auto const error = judge_folders(real, judged.shared)) return unjudged(error);
+  if (!real.ends_with('/')) real.push_back('/');
+  real.append(text, slash + 1);  // npos + 1 is 0: the whole text
+  judged.real_path = make_path(std::string_view(real));
+  return judged;
+}
+
+file_entry symlink_status(basic_path const& path, std::error_code& error) {
+  error.clear();
+  if (holds_nul(path.string())) return unexamined(error, EINVAL);
   struct stat st {};
-  std::string const name = folder.empty() ? "." : detail::make_native_access_form_i18n(folder);
-  if (QX_POSIX_CALL(stat(name.c_str(), &st)) != 0) return true;
-  return (st.st_mode & (S_IWGRP | S_IWOTH)) != 0 || (st.st_uid != ::geteuid() && st.st_uid != 0);
+  int const failed = posix::status_of_name(detail::make_native_access_form_i18n(path).c_str(), st);
+  if (failed == ENOENT) return {};
+  if (failed != 0) return unexamined(error, failed);
+  using type = entry_type;
+  type const kind = S_ISREG(st.st_mode)    ? type::regular
+                    : S_ISDIR(st.st_mode)  ? type::folder
+                    : S_ISLNK(st.st_mode)  ? type::symbolic_link
+                    : S_ISCHR(st.st_mode)  ? type::character_device
+                    : S_ISBLK(st.st_mode)  ? type::block_device
+                    : S_ISFIFO(st.st_mode) ? type::fifo
+                    : S_ISSOCK(st.st_mode) ? type::socket
+                                           : type::other;
+  return {kind,      st.st_uid, st.st_gid, static_cast<mode_t>(st.st_mode & 07777),
+          st.st_dev, st.st_ino};
 }
 
 std::string failure_reason(int error) {
@@ -169,15 +244,20 @@ class file_buffer : public std::streambuf {
   [[nodiscard]] int error() const noexcept { return error_; }
   [[nodiscard]] std::size_t written() const noexcept { return written_; }
 
-  [[nodiscard]] std::optional<char> last_byte() const noexcept {
-    if (fd_ < 0 || !regular_ || size_ == 0) return std::nullopt;
+  [[nodiscard]] bool at_line_start() const noexcept {
+    if (fd_ < 0 || !regular_ || size_ == 0) return true;
     {
       std::lock_guard lock(tail_mutex);
-      if (tail.device == device_ && tail.inode == inode_ && tail.size == size_) return tail.byte;
+      if (tail.device == device_ && tail.inode == inode_ && tail.size == size_)
+        return tail.byte == '\n';
     }
-    int const byte = posix::read_byte_at(fd_, size_ - 1);
-    if (byte < 0) return std::nullopt;
-    return static_cast<char>(byte);
+    // A byte that cannot be read (a write-only descriptor, a failed read) may be a fragment.
+    return posix::read_byte_at(fd_, size_ - 1) == '\n';
+  }
+
+  [[nodiscard]] int set_owner_and_mode(file_entry const& like) const noexcept {
+    if (fd_ < 0) return EBADF;
+    return posix::set_owner_and_mode(fd_, like.owner, like.group, like.permissions);
   }
 
   // Writes what is pending and puts it on the disk; false when either fails.
@@ -301,12 +381,11 @@ basic_ofstream<char>::basic_ofstream(basic_path const& path, std::ios::openmode 
   } else if (!readable || (mode & std::ios::trunc) != 0) {
     flags |= O_TRUNC;
   }
-  if (options.private_file) flags |= O_NOFOLLOW;
   if (options.exclusive) flags |= O_EXCL | O_NOFOLLOW;
   auto const kind = options.private_file ? posix::expect::private_file : posix::expect::writable;
   posix::opened file = detail::open_descriptor(path, flags | (readable ? O_RDWR : O_WRONLY),
                                                options.create_mode, kind);
-  // Reading only serves last_byte: a file this user may write but not read still opens.
+  // Reading only serves at_line_start: a file this user may write but not read still opens.
   if (readable && file.error == EACCES)
     file = detail::open_descriptor(path, flags | O_WRONLY, options.create_mode, kind);
   buf_ = std::make_unique<detail::file_buffer>(file);
@@ -332,8 +411,12 @@ std::size_t basic_ofstream<char>::written() const noexcept {
   return buf_->written();
 }
 
-std::optional<char> basic_ofstream<char>::last_byte() const noexcept {
-  return buf_->last_byte();
+bool basic_ofstream<char>::at_line_start() const noexcept {
+  return buf_->at_line_start();
+}
+
+int basic_ofstream<char>::copy_owner_and_mode(file_entry const& like) noexcept {
+  return buf_->set_owner_and_mode(like);
 }
 
 bool basic_ofstream<char>::flush_to_disk() {
@@ -386,6 +469,16 @@ int rename(basic_path const& from, basic_path const& to) {
   if (holds_nul(from.string()) || holds_nul(to.string())) return EINVAL;
   return posix::rename_path(detail::make_native_access_form_i18n(from).c_str(),
                             detail::make_native_access_form_i18n(to).c_str());
+}
+
+int replace(basic_path const& from, basic_path const& to, file_entry const& expected) {
+  std::error_code error;
+  file_entry const now = symlink_status(to, error);
+  if (error) return error.value();
+  bool const same =
+      now.type == expected.type && (now.type == entry_type::none ||
+                                    (now.device == expected.device && now.inode == expected.inode));
+  return same ? rename(from, to) : ESTALE;
 }
 
 int remove_file(basic_path const& path) {

@@ -1,11 +1,13 @@
 #pragma once
 
-// The calls of platform/src/linux/system.cpp that the fakes leave to the system.
+// The calls of platform/src/linux/system.cpp: syscall faked (openat2), the others left to the
+// system.
 
 #include <sys/resource.h>
 #include <sys/stat.h>
 #include <unistd.h>
 
 namespace qx::fake {
-using ::getrlimit, ::statx, ::syscall;
+long syscall(long number, ...);  // openat2 only; the others reach the system
+using ::getrlimit, ::statx;
 }  // namespace qx::fake

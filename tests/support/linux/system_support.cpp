@@ -4,7 +4,9 @@
 #include <sched.h>
 #include <sys/mount.h>
 #include <sys/prctl.h>
+#include <sys/stat.h>
 #include <sys/syscall.h>
+#include <sys/sysmacros.h>
 #include <cerrno>
 #include <cstddef>
 #include <cstring>
@@ -23,6 +25,10 @@ std::optional<std::string> mount_small_disk(std::string const& folder, std::stri
       mount("tmpfs", folder.c_str(), "tmpfs", 0, ("size=" + size).c_str()) != 0)
     return std::string("cannot mount a tmpfs here: ") + std::strerror(errno);
   return std::nullopt;
+}
+
+int make_device(std::string const& path, unsigned major, unsigned minor) {
+  return mknod(path.c_str(), S_IFCHR | 0666, makedev(major, minor)) == 0 ? 0 : errno;
 }
 
 int remount_read_only(std::string const& folder) {
