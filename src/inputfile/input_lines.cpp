@@ -89,8 +89,16 @@ void remove_underscores(ustring& text) {
   std::replace(text.begin(), text.end(), u'_', u' ');
 }
 
+std::size_t separator_of(std::string_view line) noexcept {
+  if (auto const eq = line.find('='); eq != std::string_view::npos) return eq;
+  return holds_list_marker(line) ? line.find('.') : std::string_view::npos;
+}
+
 effect apply_line(PropertyMap& properties, std::string_view line, PropertyMap::iterator* node) {
-  if (auto const eq = line.find('='); eq != std::string_view::npos) {
+  std::size_t const separator = separator_of(line);
+  if (separator == std::string_view::npos) return effect::no_shape;
+  if (line[separator] == '=') {
+    std::size_t const eq = separator;
     ustring key = key_before(line, eq);
     if (key.empty()) return effect::empty_key;
     if (is_list_key(key)) return effect::list_key_assignment;
@@ -99,8 +107,7 @@ effect apply_line(PropertyMap& properties, std::string_view line, PropertyMap::i
     if (node != nullptr) *node = slot;
     return effect::set;
   }
-  if (!holds_list_marker(line)) return effect::no_shape;
-  auto const dot = line.find('.');
+  std::size_t const dot = separator;
   auto const slot = properties.try_emplace(key_before(line, dot), std::vector<ustring>{}).first;
   if (node != nullptr) *node = slot;
   auto* const list = std::get_if<std::vector<ustring>>(&slot->second);

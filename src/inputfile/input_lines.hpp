@@ -46,6 +46,10 @@ inline constexpr std::array<std::string_view, 2> list_keys{"product", "platform"
 /// case-sensitive): a line without '=' is a list line exactly then.
 [[nodiscard]] bool holds_list_marker(std::string_view line) noexcept;
 
+/// Where the key of a kept line ends: its first '=' (an assignment), else its first '.' when it
+/// holds a list marker (a list line); npos for a line of neither kind.
+[[nodiscard]] std::size_t separator_of(std::string_view line) noexcept;
+
 /// What a kept line did to the property map.
 enum class effect {
   set,                  ///< an assignment stored a single value (replacing any earlier one)

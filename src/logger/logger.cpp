@@ -125,12 +125,7 @@ std::exception_ptr system_reason(int error) {
 
 // A NUL is written as \0: the exception's text ends at a NUL byte, and would name another file.
 std::string quoted_utf8(ustring const& text) {
-  std::string out = "\"";
-  fl::i18n::append_utf8(out, text);
-  out.push_back('"');
-  for (auto at = out.find('\0'); at != std::string::npos; at = out.find('\0', at))
-    out.replace(at, 1, "\\0");
-  return out;
+  return '"' + fl::text::escaped(text, {fl::text::escape_style::nul}) + '"';
 }
 
 basic_path default_log_file() {
@@ -434,9 +429,7 @@ char const* unreadable_as_text(std::string_view line, bool first) {
 // included.
 void copy_redacted(std::string& entry, std::string_view line, std::set<std::string> const& keys) {
   namespace lines = input_lines;
-  auto const eq = line.find('=');
-  auto const separator =
-      eq != std::string_view::npos || !lines::holds_list_marker(line) ? eq : line.find('.');
+  std::size_t const separator = lines::separator_of(line);
   if (separator == std::string_view::npos || !lines::is_content(lines::trim(line)) ||
       !keys.contains(lines::key_of(line.substr(0, separator)))) {
     entry += line;
