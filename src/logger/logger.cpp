@@ -12,6 +12,7 @@
 #include "foundation/log/diagnostic_logger.hpp"
 #include "inputfile/input_lines.hpp"
 #include "install/platformutil/platform_utility.hpp"
+#include "logger/run_ledger.hpp"
 
 namespace install::cpputil::logger {
 namespace {
@@ -171,6 +172,11 @@ basic_path const& get_destination() {
   return destination_file;
 }
 
+basic_path ledger::current_log_file() {
+  std::lock_guard lock(log_mutex);
+  return destination_file.empty() ? default_log_file() : destination_file;
+}
+
 namespace detail {
 
 basic_path const& get_last_destination() {
@@ -275,7 +281,10 @@ std::optional<WriteFailure> write_entry(ustring const& message) {
 void append_message(ustring const& message) {
   FL_TRACE(trace_channel, info_level, " msg=", message);
   if (message.empty()) return;
-  if (std::optional<WriteFailure> const failure = write_entry(message)) report(*failure);
+  if (std::optional<WriteFailure> const failure = write_entry(message)) {
+    ledger::note_lost_entry(*failure);
+    report(*failure);
+  }
 }
 
 void append_message(std::string const& message) {

@@ -1,0 +1,23 @@
+#pragma once
+
+// The entry's time stamp as the log writes it, read strictly: "(Mmm DD, YYYY HH:MM:SS) ".
+
+#include <chrono>
+#include <cstddef>
+#include <optional>
+#include <string_view>
+
+namespace install::cpputil::log_text {
+
+/// The bytes of the stamp, its closing ") " included.
+inline constexpr std::size_t stamp_size = 24;
+
+/// The time of the stamp `line` starts with: an English month abbreviation, a date that exists,
+/// hours to 23, minutes to 59, seconds to 60; nothing when the line starts otherwise.
+[[nodiscard]] std::optional<std::chrono::local_seconds> parse_stamp(std::string_view line) noexcept;
+
+/// True when `line`, at least 2 bytes, is the start of a stamp and no more: what a write that
+/// was cut short leaves.
+[[nodiscard]] bool is_cut_stamp(std::string_view line) noexcept;
+
+}  // namespace install::cpputil::log_text
