@@ -1,6 +1,11 @@
 #include "logger/failure_words.hpp"
 
+#include <algorithm>
 #include <array>
+#include <bit>
+#include <cstring>
+#include <tuple>
+#include <utility>
 
 namespace install::cpputil::log_text {
 namespace {
@@ -73,6 +78,24 @@ bool is_blank(byte c) noexcept {
   return c == ' ' || c == '\t';
 }
 
+// Whether the word byte at `at` continues a word through an apostrophe before it ("can't").
+bool after_apostrophe(byte const* begin, byte const* at) noexcept {
+  if (at - begin >= 2 && at[-1] == '\'' && word_bytes[at[-2]] != 0) return true;
+  return at - begin >= 4 && at[-1] == 0x99 && at[-2] == 0x80 && at[-3] == 0xE2 &&
+         word_bytes[at[-4]] != 0;
+}
+
+// The start of the word before the blanks before `at`, or nullptr when something else than
+// blanks (or nothing) comes before it.
+byte const* previous_word(byte const* begin, byte const* at) noexcept {
+  while (at > begin && is_blank(at[-1])) --at;
+  if (at == begin || word_bytes[at[-1]] == 0) return nullptr;
+  while (at > begin && (word_bytes[at[-1]] != 0 || after_apostrophe(begin, at) ||
+                        joining_apostrophe(at - 1, at + 1) != 0))
+    --at;
+  return at;
+}
+
 }  // namespace
 
 bool is_word_byte(unsigned char c) noexcept {
@@ -114,6 +137,26 @@ FailureWords::FailureWords(std::vector<std::string> const& words) {
 
 void FailureWords::add(std::string const& text, bool alone, bool ends_phrase) {
   longest_ = std::max(longest_, text.size());
+  shortest_ = std::min(shortest_, text.size());
+  heads_[(static_cast<std::size_t>(static_cast<byte>(text[0])) << 8) |
+         (text.size() > 1 ? static_cast<byte>(text[1]) : 0)] = 1;
+  for (std::size_t c = 0; c < 256; ++c)
+    if (word_bytes[c] == static_cast<byte>(text.front())) first_bytes_[c] = 1;
+  // Two letters start most words: their pair is what the sixteen-byte test looks for.
+  auto const is_letter = [](char c) { return c >= 'a' && c <= 'z'; };
+  if (text.size() > 1 && is_letter(text[0]) && is_letter(text[1])) {
+    std::pair<byte, byte> const pair(text[0], text[1]);
+    if (std::find(pairs_.begin(), pairs_.end(), pair) == pairs_.end()) {
+      if (pairs_.size() < pair_lanes_.size()) {
+        pair_lanes_[pairs_.size()].first.fill(pair.first);
+        pair_lanes_[pairs_.size()].second.fill(pair.second);
+      }
+      pairs_.push_back(pair);
+    }
+  } else if (std::find(singles_.begin(), singles_.end(), static_cast<byte>(text[0])) ==
+             singles_.end()) {
+    singles_.push_back(static_cast<byte>(text[0]));
+  }
   for (Word& word : words_) {
     if (word.text == text) {
       word.alone = word.alone || alone;
@@ -158,47 +201,118 @@ FailureWords::Word const* FailureWords::find(std::uint64_t hash, byte const* beg
   return nullptr;
 }
 
+bool FailureWords::listed_at(byte const* begin, byte const*& at, byte const* end) const {
+  // Its second byte first: most words that start like a listed one part with it there.
+  byte const next = at + 1 == end                          ? 0
+                    : word_bytes[at[1]] != 0               ? word_bytes[at[1]]
+                    : joining_apostrophe(at + 1, end) != 0 ? '\''
+                                                           : 0;
+  if (!heads_[(static_cast<std::size_t>(word_bytes[*at]) << 8) | next]) return false;
+  if (after_apostrophe(begin, at)) return false;
+  Scanned const word = scan_word(at, end);
+  byte const* const start = at;
+  at = word.end;
+  if (word.length < shortest_ || word.length > longest_) return false;
+  Word const* const found = find(word.hash, start, word.end);
+  if (found == nullptr) return false;
+  if (found->alone) return true;
+  if (!found->ends_phrase) return false;
+  // The words before it, with only blanks between them, make a phrase.
+  std::string phrase;
+  append_lowered(phrase, start, word.end);
+  byte const* first = start;
+  for (std::size_t words = 2; words <= phrase_words_; ++words) {
+    byte const* const before = previous_word(begin, first);
+    if (before == nullptr) return false;
+    std::string part;
+    byte const* part_end = first;
+    while (part_end > before && is_blank(part_end[-1])) --part_end;
+    append_lowered(part, before, part_end);
+    phrase = part + ' ' + phrase;
+    first = before;
+    if (phrases_.contains(phrase)) return true;
+  }
+  return false;
+}
+
+namespace {
+
+// Sixteen bytes at a time, in the vector registers of the machine (SSE2, NEON), as the GCC and
+// Clang vector extensions give them: a lane is 0xFF where a test holds, else 0.
+using lanes = unsigned char __attribute__((vector_size(16)));
+
+lanes load(byte const* at) noexcept {
+  lanes bytes;
+  std::memcpy(&bytes, at, sizeof bytes);
+  return bytes;
+}
+
+lanes word_lanes(lanes bytes) noexcept {
+  lanes const low = bytes | 0x20;
+  return reinterpret_cast<lanes>((low >= 'a') & (low <= 'z')) |
+         reinterpret_cast<lanes>((bytes >= '0') & (bytes <= '9')) |
+         reinterpret_cast<lanes>(bytes == '_');
+}
+
+// Where a word starts with one of the pairs of `slots`: `low` holds the lowered bytes, `next`
+// the lowered bytes after them.
+template <class Slots, std::size_t... Slot>
+lanes pair_starts(lanes low, lanes next, Slots const& slots,
+                  std::index_sequence<Slot...>) noexcept {
+  return ((reinterpret_cast<lanes>(low == load(slots[Slot].first.data())) &
+           reinterpret_cast<lanes>(next == load(slots[Slot].second.data()))) |
+          ...);
+}
+
+}  // namespace
+
 bool FailureWords::matches(std::string_view text) const {
-  if (words_.empty()) return false;
-  auto const* at = reinterpret_cast<byte const*>(text.data());
-  auto const* const end = at + text.size();
-  // The words just before this one with only blanks between them, for phrases.
-  constexpr std::size_t most_recent = 8;
-  std::array<std::pair<byte const*, byte const*>, most_recent> recent{};
-  std::size_t chained = 0;  // how many of `recent` (the newest last) are chained to the next word
-  std::size_t const keep = std::min(phrase_words_ - 1, most_recent);
-  while (at < end) {
-    if (word_bytes[*at] == 0) {
-      if (!is_blank(*at)) chained = 0;
-      ++at;
-      continue;
-    }
-    Scanned const word = scan_word(at, end);
-    if (word.length <= longest_) {
-      if (Word const* const found = find(word.hash, at, word.end)) {
-        if (found->alone) return true;
-        if (found->ends_phrase) {
-          std::string phrase;
-          for (std::size_t words = 1; words <= chained; ++words) {
-            phrase.clear();
-            for (std::size_t i = chained - words; i < chained; ++i) {
-              append_lowered(phrase, recent[i].first, recent[i].second);
-              phrase.push_back(' ');
-            }
-            append_lowered(phrase, at, word.end);
-            if (phrases_.contains(phrase)) return true;
-          }
+  if (words_.empty() || text.empty()) return false;
+  auto const* const begin = reinterpret_cast<byte const*>(text.data());
+  auto const* const end = begin + text.size();
+  byte const* resume = begin;  // bytes before it belong to a word already looked at
+  byte const* at = begin;
+  // A listed word starts with the first bytes of one after a byte that is no word byte. With few
+  // such starts the test runs on sixteen bytes at once, and most messages are passed over so.
+  if (pairs_.size() <= pair_lanes_.size() && singles_.size() <= 4 && end - begin > 17) {
+    if ((first_bytes_[*at] != 0) && listed_at(begin, resume, end)) return true;
+    // Sixteen bytes at a time, each with a byte before it and one after; the last chunk overlaps
+    // the one before, and what that one looked at is passed over.
+    for (at = begin + 1; end - at > 1;) {
+      byte const* const chunk = end - at >= 17 ? at : end - 17;
+      resume = std::max(resume, at);
+      lanes const bytes = load(chunk);
+      lanes const low = bytes | 0x20;
+      // All slots, used or not (an unused one holds bytes that no lowered byte equals), with no
+      // loop and no branch.
+      lanes first =
+          pair_starts(low, load(chunk + 1) | 0x20, pair_lanes_,
+                      std::make_index_sequence<std::tuple_size_v<decltype(pair_lanes_)>>());
+      for (byte const c : singles_)
+        first |= reinterpret_cast<lanes>(c >= 'a' && c <= 'z' ? low == c : bytes == c);
+      lanes const starts = first & ~word_lanes(load(chunk - 1));
+      at = chunk + 16;
+      std::uint64_t halves[2];
+      std::memcpy(halves, &starts, sizeof halves);
+      if ((halves[0] | halves[1]) == 0) continue;
+      for (int half = 0; half < 2; ++half) {
+        // One bit per lane that holds a start.
+        for (std::uint64_t bits = halves[half] & 0x0101010101010101; bits != 0; bits &= bits - 1) {
+          byte const* candidate = chunk + half * 8 + std::countr_zero(bits) / 8;
+          if (candidate < resume) continue;
+          resume = candidate;
+          if (listed_at(begin, resume, end)) return true;
         }
       }
     }
-    if (keep > 0) {
-      if (chained == keep) {
-        for (std::size_t i = 1; i < keep; ++i) recent[i - 1] = recent[i];
-        --chained;
-      }
-      recent[chained++] = {at, word.end};
-    }
-    at = word.end;
+    at = std::max(at, resume);
+  }
+  unsigned after_separator = at == begin || word_bytes[at[-1]] == 0;
+  for (; at < end; after_separator = word_bytes[*at++] == 0) {
+    if ((first_bytes_[*at] & after_separator) == 0 || at < resume) continue;
+    byte const* word_end = at;
+    if (listed_at(begin, word_end, end)) return true;
+    if (word_end > at) at = word_end - 1;  // the loop steps past the word
   }
   return false;
 }

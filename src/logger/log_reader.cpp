@@ -1,7 +1,9 @@
 #include "install/cpputil/log_reader.hpp"
 
 #include <array>
+#include <bit>
 #include <charconv>
+#include <cstring>
 #include <string_view>
 #include <utility>
 
@@ -147,25 +149,45 @@ bool is_masked_line(std::string_view line) {
 
 }  // namespace
 
-std::optional<local_seconds> log_text::parse_stamp(std::string_view line) noexcept {
+std::optional<local_seconds> log_text::StampReader::parse(std::string_view line) noexcept {
   if (line.size() < stamp_size || line[0] != '(') return std::nullopt;
-  for (std::size_t i = 4; i < stamp_size; ++i)
-    if (!fits_shape(line[i], stamp_shape[i])) return std::nullopt;
-  std::string_view const name = line.substr(1, 3);
-  unsigned month = 0;
-  while (month < month_names.size() && month_names[month] != name) ++month;
-  if (month == month_names.size()) return std::nullopt;
   char const* const text = line.data();
-  int const year = two_digits(text + 9) * 100 + two_digits(text + 11);
-  std::chrono::year_month_day const date{
-      std::chrono::year(year), std::chrono::month(month + 1),
-      std::chrono::day(static_cast<unsigned>(two_digits(text + 5)))};
-  int const hour = two_digits(text + 14);
-  int const minute = two_digits(text + 17);
-  int const second = two_digits(text + 20);
-  if (!date.ok() || hour > 23 || minute > 59 || second > 60) return std::nullopt;
-  return local_seconds(std::chrono::local_days(date).time_since_epoch()) +
-         std::chrono::hours(hour) + std::chrono::minutes(minute) + std::chrono::seconds(second);
+  // The date: most stamps repeat the last one read, which was checked then.
+  if (!have_date_ || std::memcmp(text + 1, date_, sizeof date_) != 0) {
+    if (text[4] != ' ' || text[7] != ',' || text[8] != ' ') return std::nullopt;
+    for (std::size_t const at : {5, 6, 9, 10, 11, 12})
+      if (static_cast<unsigned char>(text[at] - '0') > 9) return std::nullopt;
+    std::string_view const name = line.substr(1, 3);
+    unsigned month = 0;
+    while (month < month_names.size() && month_names[month] != name) ++month;
+    if (month == month_names.size()) return std::nullopt;
+    int const year = two_digits(text + 9) * 100 + two_digits(text + 11);
+    std::chrono::year_month_day const date{
+        std::chrono::year(year), std::chrono::month(month + 1),
+        std::chrono::day(static_cast<unsigned>(two_digits(text + 5)))};
+    if (!date.ok()) return std::nullopt;
+    days_ = std::chrono::local_days(date);
+    std::memcpy(date_, text + 1, sizeof date_);
+    have_date_ = true;
+  }
+  // " HH:MM:SS) ", the eight bytes of the clock tested at once (bytes in memory order).
+  if (text[13] != ' ' || text[22] != ')' || text[23] != ' ') return std::nullopt;
+  std::uint64_t clock = 0;
+  std::memcpy(&clock, text + 14, sizeof clock);
+  if constexpr (std::endian::native == std::endian::big) clock = __builtin_bswap64(clock);
+  std::uint64_t const values = clock ^ 0x3030303030303030;  // a digit lane holds 0 to 9
+  constexpr std::uint64_t digits = 0xFFFF00FFFF00FFFF;
+  constexpr std::uint64_t colons = 0x0000FF0000FF0000;
+  if ((clock & colons) != 0x00003A00003A0000 || (values & digits & 0xF0F0F0F0F0F0F0F0) != 0 ||
+      ((values + 0x0606060606060606) & digits & 0x1010101010101010) != 0)
+    return std::nullopt;
+  auto const lane = [values](int at) { return static_cast<int>(values >> (8 * at) & 0xFF); };
+  int const hour = lane(0) * 10 + lane(1);
+  int const minute = lane(3) * 10 + lane(4);
+  int const second = lane(6) * 10 + lane(7);
+  if (hour > 23 || minute > 59 || second > 60) return std::nullopt;
+  return local_seconds(days_.time_since_epoch()) + std::chrono::hours(hour) +
+         std::chrono::minutes(minute) + std::chrono::seconds(second);
 }
 
 bool log_text::is_cut_stamp(std::string_view line) noexcept {
@@ -206,6 +228,7 @@ struct LogReader::State {
   explicit State(fl::filesystem::basic_path const& path) : lines(path) {}
 
   fl::filesystem::line_reader lines;
+  log_text::StampReader stamps;
   std::uint64_t line_number = 0;
   // The line that starts the next entry, read already; it views the reader's buffer, which
   // stays as it is until the next line is read.
@@ -231,6 +254,7 @@ struct LogReader::State {
     has_pending = true;
   }
 
+  // Empties the entry's texts without giving their memory back.
   static void clear(LogEntry& entry) {
     entry.line_count = 0;
     entry.time_text.clear();
@@ -240,9 +264,19 @@ struct LogReader::State {
     entry.kind = LogEntryKind::installer;
     entry.subject.clear();
     entry.detail.clear();
-    entry.copy = {};
-    entry.run_start = {};
-    entry.run_end = {};
+    entry.copy.path.clear();
+    entry.copy.bytes = 0;
+    entry.copy.redacted = entry.copy.withheld = false;
+    entry.copy.complete = true;
+    LoggedRunStart& start = entry.run_start;
+    for (std::string* fact : {&start.product, &start.version, &start.process, &start.user,
+                              &start.host, &start.zone, &start.log})
+      fact->clear();
+    start.utc_offset.reset();
+    entry.run_end.outcome.clear();
+    entry.run_end.duration_s.reset();
+    entry.run_end.lost_entries = 0;
+    entry.run_end.last_loss.clear();
   }
 
   // Reads one entry as the lines give it: a failed file rule is still two.
@@ -257,7 +291,7 @@ struct LogReader::State {
       first = line_number;
     } else {
       if (!read_line(line)) return false;
-      time = log_text::parse_stamp(line);
+      time = stamps.parse(line);
       first = line_number;
     }
     clear(entry);
@@ -274,7 +308,7 @@ struct LogReader::State {
       read_copy(entry, *time);
     } else {
       while (read_line(line)) {
-        if (std::optional<local_seconds> const next = log_text::parse_stamp(line)) {
+        if (std::optional<local_seconds> const next = stamps.parse(line)) {
           hold(line, next);
           break;
         }
@@ -311,8 +345,7 @@ struct LogReader::State {
         entry.message += line;
         break;
       }
-      if (std::optional<local_seconds> const next = log_text::parse_stamp(line);
-          next && *next > time) {
+      if (std::optional<local_seconds> const next = stamps.parse(line); next && *next > time) {
         hold(line, next);
         break;
       }

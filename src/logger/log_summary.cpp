@@ -101,8 +101,8 @@ class RunBuilder {
     return std::move(run_);
   }
 
-  // Adds an entry; `failure` when it reports one.
-  void add(LogEntry const& entry, bool failure) {
+  // Adds an entry; `failure` when it reports one. Its message may be taken.
+  void add(LogEntry& entry, bool failure) {
     run_.last_line = entry.line + entry.line_count - 1;
     if (entry.kind != LogEntryKind::outside) note_time(entry);
     switch (entry.kind) {
@@ -133,10 +133,9 @@ class RunBuilder {
         ring_.clear();
       }
       run_.failures.push_back(std::move(found));
-    } else if (!run_.first_failure && options_.context > 0) {
-      hold(entry);
     }
     if (!secrets_.empty()) find_leaks(entry);
+    if (!failure && !run_.first_failure && options_.context > 0) hold(entry);
   }
 
  private:
@@ -174,21 +173,18 @@ class RunBuilder {
     previous_line_ = entry.line;
   }
 
-  // Keeps the entry among the last `context` before a failure, its text cut to what a quote
-  // needs: masking works on a little more, so that no secret is cut in half and left unmasked.
-  void hold(LogEntry const& entry) {
+  // Keeps the entry among the last `context` before a failure. Its message is taken, not
+  // copied: the reader fills the string it gets back with its next entry.
+  void hold(LogEntry& entry) {
     if (ring_.size() < options_.context) {
       ring_.emplace_back();
       ring_next_ = 0;
-      Held& slot = ring_.back();
-      slot = {entry.line, entry.message.substr(0, keep_), entry.message.size()};
-      return;
     }
-    Held& slot = ring_[ring_next_];
-    ring_next_ = (ring_next_ + 1) % ring_.size();
+    Held& slot = ring_.size() < options_.context ? ring_.back() : ring_[ring_next_];
+    if (ring_.size() == options_.context) ring_next_ = (ring_next_ + 1) % ring_.size();
     slot.line = entry.line;
-    slot.text.assign(entry.message, 0, std::min(keep_, entry.message.size()));
     slot.size = entry.message.size();
+    std::swap(slot.text, entry.message);
   }
 
   // `text` (the first bytes of a message of `size` bytes) masked and cut for a quote.

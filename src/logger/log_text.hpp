@@ -12,9 +12,19 @@ namespace install::cpputil::log_text {
 /// The bytes of the stamp, its closing ") " included.
 inline constexpr std::size_t stamp_size = 24;
 
-/// The time of the stamp `line` starts with: an English month abbreviation, a date that exists,
-/// hours to 23, minutes to 59, seconds to 60; nothing when the line starts otherwise.
-[[nodiscard]] std::optional<std::chrono::local_seconds> parse_stamp(std::string_view line) noexcept;
+/// Reads the stamps of one log: consecutive entries mostly share their date, which is then
+/// read once.
+class StampReader {
+ public:
+  /// The time of the stamp `line` starts with: an English month abbreviation, a date that
+  /// exists, hours to 23, minutes to 59, seconds to 60; nothing when the line starts otherwise.
+  [[nodiscard]] std::optional<std::chrono::local_seconds> parse(std::string_view line) noexcept;
+
+ private:
+  char date_[12] = {};  // "Mmm DD, YYYY" of the last date read
+  bool have_date_ = false;
+  std::chrono::local_days days_{};
+};
 
 /// True when `line`, at least 2 bytes, is the start of a stamp and no more: what a write that
 /// was cut short leaves.
