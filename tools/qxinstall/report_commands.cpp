@@ -162,8 +162,9 @@ void in_order(std::size_t count, unsigned workers, Make&& make, Use&& use) {
 void print_signatures_text(std::vector<FleetSignature> const& ranked, std::size_t logs,
                            std::size_t runs) {
   constexpr std::size_t shown = 20;
-  std::string out = "\nFailure signatures of " + std::to_string(logs) + " logs (" +
-                    std::to_string(runs) + " runs), by the runs that show them:\n";
+  std::string out = "\nFailure signatures of " + std::to_string(logs) +
+                    (logs == 1 ? " log (" : " logs (") + std::to_string(runs) +
+                    (runs == 1 ? " run)" : " runs)") + ", by the runs that show them:\n";
   if (ranked.empty()) out += "  none\n";
   for (std::size_t i = 0; i < ranked.size() && i < shown; ++i) {
     std::string const count = std::to_string(ranked[i].runs);
