@@ -266,7 +266,7 @@ TEST(Summary, ContextGapsAndRuns) {
       "(Nov 16, 2026 14:52:36) Installation run started\nproduct: P\nversion: 1\n"
       "time zone: +01:00 CET\n(Nov 16, 2026 14:52:37) six\n");
   cpputil::LogSummaryOptions options;
-  options.context = 2;
+  options.context = 3;
   options.gaps = 2;
   options.failure_words = std::vector<std::string>{"error", "fails"};
   auto const summary = cpputil::summarizeLog(path_of(log), options);
@@ -282,7 +282,7 @@ TEST(Summary, ContextGapsAndRuns) {
   EXPECT_EQ(first.first_failure->line, 5U);
   std::vector<std::uint64_t> context;
   for (auto const& quote : first.context) context.push_back(quote.line);
-  EXPECT_EQ(context, (std::vector<std::uint64_t>{3, 4}));
+  EXPECT_EQ(context, (std::vector<std::uint64_t>{2, 3, 4}));
   EXPECT_EQ(first.failures.size(), 2U);
   ASSERT_EQ(first.gaps.size(), 2U);
   EXPECT_EQ(first.gaps[0].after_line, 3U);

@@ -176,15 +176,16 @@ class RunBuilder {
   // Keeps the entry among the last `context` before a failure. Its message is taken, not
   // copied: the reader fills the string it gets back with its next entry.
   void hold(LogEntry& entry) {
+    Held* slot = nullptr;
     if (ring_.size() < options_.context) {
-      ring_.emplace_back();
-      ring_next_ = 0;
+      slot = &ring_.emplace_back();  // the oldest stays first until the ring is full
+    } else {
+      slot = &ring_[ring_next_];
+      ring_next_ = (ring_next_ + 1) % ring_.size();
     }
-    Held& slot = ring_.size() < options_.context ? ring_.back() : ring_[ring_next_];
-    if (ring_.size() == options_.context) ring_next_ = (ring_next_ + 1) % ring_.size();
-    slot.line = entry.line;
-    slot.size = entry.message.size();
-    std::swap(slot.text, entry.message);
+    slot->line = entry.line;
+    slot->size = entry.message.size();
+    std::swap(slot->text, entry.message);
   }
 
   // `text` (the first bytes of a message of `size` bytes) masked and cut for a quote.
