@@ -254,29 +254,40 @@ struct LogReader::State {
     has_pending = true;
   }
 
-  // Empties the entry's texts without giving their memory back.
+  // Empties the entry's texts without giving their memory back. The facts of a copy or of a
+  // run's start or end are set only for an entry of that kind, so only those are reset.
   static void clear(LogEntry& entry) {
     entry.line_count = 0;
     entry.time_text.clear();
     entry.local_time.reset();
     entry.utc_time.reset();
     entry.message.clear();
-    entry.kind = LogEntryKind::installer;
     entry.subject.clear();
     entry.detail.clear();
-    entry.copy.path.clear();
-    entry.copy.bytes = 0;
-    entry.copy.redacted = entry.copy.withheld = false;
-    entry.copy.complete = true;
-    LoggedRunStart& start = entry.run_start;
-    for (std::string* fact : {&start.product, &start.version, &start.process, &start.user,
-                              &start.host, &start.zone, &start.log})
-      fact->clear();
-    start.utc_offset.reset();
-    entry.run_end.outcome.clear();
-    entry.run_end.duration_s.reset();
-    entry.run_end.lost_entries = 0;
-    entry.run_end.last_loss.clear();
+    switch (std::exchange(entry.kind, LogEntryKind::installer)) {
+      case LogEntryKind::file_copy:
+        entry.copy.path.clear();
+        entry.copy.bytes = 0;
+        entry.copy.redacted = entry.copy.withheld = false;
+        entry.copy.complete = true;
+        break;
+      case LogEntryKind::run_start: {
+        LoggedRunStart& start = entry.run_start;
+        for (std::string* fact : {&start.product, &start.version, &start.process, &start.user,
+                                  &start.host, &start.zone, &start.log})
+          fact->clear();
+        start.utc_offset.reset();
+        break;
+      }
+      case LogEntryKind::run_end:
+        entry.run_end.outcome.clear();
+        entry.run_end.duration_s.reset();
+        entry.run_end.lost_entries = 0;
+        entry.run_end.last_loss.clear();
+        break;
+      default:
+        break;
+    }
   }
 
   // Reads one entry as the lines give it: a failed file rule is still two.

@@ -152,15 +152,14 @@ class RunBuilder {
       run_.start_local = entry.local_time;
       run_.start_utc = entry.utc_time;
     }
-    run_.end_text = entry.time_text;
+    if (run_.end_local != entry.local_time) run_.end_text = entry.time_text;  // once a second
     run_.end_local = entry.local_time;
     run_.end_utc = entry.utc_time;
     // Gaps in UTC where the run gave its zone: a change of daylight saving time is no gap.
-    std::optional<std::int64_t> const now =
-        entry.utc_time ? std::optional(entry.utc_time->time_since_epoch().count())
-                       : std::optional(entry.local_time->time_since_epoch().count());
-    if (previous_time_ && *now > *previous_time_ && options_.gaps > 0) {
-      LogGap const gap{previous_line_, *now - *previous_time_};
+    std::int64_t const now = entry.utc_time ? entry.utc_time->time_since_epoch().count()
+                                            : entry.local_time->time_since_epoch().count();
+    if (previous_time_ && now > *previous_time_ && options_.gaps > 0) {
+      LogGap const gap{previous_line_, now - *previous_time_};
       auto& gaps = run_.gaps;
       if (gaps.size() < options_.gaps || gap.seconds > gaps.back().seconds) {
         auto const at = std::upper_bound(gaps.begin(), gaps.end(), gap,

@@ -108,7 +108,8 @@ struct LogEntry {
   std::string subject;
   /// The new destination of a switch; the exit status of a failed launch ("" when it had none).
   std::string detail;
-  /// For `file_copy`.
+  /// For `file_copy`. The facts of the other kinds keep their defaults for an entry that is not
+  /// of their kind (the reader resets them by the kind the entry had).
   LoggedFileCopy copy;
   /// For `run_start`.
   LoggedRunStart run_start;
