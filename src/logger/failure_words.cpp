@@ -133,13 +133,14 @@ FailureWords::FailureWords(std::vector<std::string> const& words) {
     for (std::size_t i = 0; i + 1 < parts.size(); ++i)
       longest_ = std::max(longest_, parts[i].size());
   }
+  build_table();
 }
 
 void FailureWords::add(std::string const& text, bool alone, bool ends_phrase) {
   longest_ = std::max(longest_, text.size());
   shortest_ = std::min(shortest_, text.size());
   heads_[(static_cast<std::size_t>(static_cast<byte>(text[0])) << 8) |
-         (text.size() > 1 ? static_cast<byte>(text[1]) : 0)] = 1;
+         (text.size() > 1 ? static_cast<byte>(text[1]) : 0)] = true;
   for (std::size_t c = 0; c < 256; ++c)
     if (word_bytes[c] == static_cast<byte>(text.front())) first_bytes_[c] = 1;
   // Two letters start most words: their pair is what the sixteen-byte test looks for.
@@ -165,6 +166,9 @@ void FailureWords::add(std::string const& text, bool alone, bool ends_phrase) {
     }
   }
   words_.push_back({text, alone, ends_phrase});
+}
+
+void FailureWords::build_table() {
   std::size_t size = 16;
   while (size < words_.size() * 4) size *= 2;
   table_.assign(size, Slot{});

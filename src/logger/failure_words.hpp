@@ -4,6 +4,7 @@
 // in one pass over the message whatever the length of the list.
 
 #include <array>
+#include <bitset>
 #include <cstddef>
 #include <cstdint>
 #include <string>
@@ -46,6 +47,8 @@ class FailureWords {
   [[nodiscard]] Word const* find(std::uint64_t hash, unsigned char const* begin,
                                  unsigned char const* end) const noexcept;
   void add(std::string const& word, bool alone, bool ends_phrase);
+  // Puts every word into table_.
+  void build_table();
 
   std::vector<Word> words_;
   std::vector<Slot> table_;  // open addressing, a power of two, at most a quarter full
@@ -60,9 +63,9 @@ class FailureWords {
   std::array<std::pair<std::array<unsigned char, 16>, std::array<unsigned char, 16>>, 8>
       pair_lanes_{};
   std::vector<unsigned char> singles_;
-  // By the first two bytes of a word, lower-cased (an apostrophe as ', none as 0): 1 when a
+  // By the first two bytes of a word, lower-cased (an apostrophe as ', none as 0): set when a
   // word looked up starts so.
-  std::vector<unsigned char> heads_ = std::vector<unsigned char>(256 * 256, 0);
+  std::bitset<256 * 256> heads_;
   std::unordered_set<std::string> phrases_;
   std::size_t phrase_words_ = 1;  // the most words in a phrase
 };

@@ -105,33 +105,38 @@ LogResult read_log(std::string const& path, Options const& options,
 }
 
 // Runs make(i) for i in [0, count) on `workers` threads and use(result) on this thread in
-// the order of i, as soon as each is ready. At most two results per worker wait: memory does
-// not grow with `count`.
+// the order of i, as soon as each is ready. A bounded number of results wait, so memory does
+// not grow with `count`; a thread is woken only when what it waits for is there.
 template <class Make, class Use>
 void in_order(std::size_t count, unsigned workers, Make&& make, Use&& use) {
-  std::size_t const window = 2 * static_cast<std::size_t>(workers);
+  std::size_t const window = 32 * static_cast<std::size_t>(workers);
   std::mutex mutex;
   std::condition_variable ready;
   std::condition_variable room;
   std::vector<std::optional<LogResult>> slots(window);
   std::size_t next = 0;  // the next index a worker takes
   std::size_t used = 0;  // the next index to use
+  unsigned waiting = 0;  // workers waiting for room
   bool stop = false;
   auto const work = [&] {
     for (;;) {
       std::size_t index = 0;
       {
         std::unique_lock lock(mutex);
+        ++waiting;
         room.wait(lock, [&] { return stop || next >= count || next < used + window; });
+        --waiting;
         if (stop || next >= count) return;
         index = next++;
       }
       LogResult result = make(index);
+      bool awaited = false;
       {
         std::lock_guard lock(mutex);
         slots[index % window] = std::move(result);
+        awaited = index == used;
       }
-      ready.notify_one();
+      if (awaited) ready.notify_one();
     }
   };
   std::vector<std::jthread> threads;
@@ -139,14 +144,16 @@ void in_order(std::size_t count, unsigned workers, Make&& make, Use&& use) {
   try {
     for (std::size_t index = 0; index < count; ++index) {
       LogResult result;
+      bool wake = false;
       {
         std::unique_lock lock(mutex);
         ready.wait(lock, [&] { return slots[index % window].has_value(); });
         result = std::move(*slots[index % window]);
         slots[index % window].reset();
         used = index + 1;
+        wake = waiting > 0;
       }
-      room.notify_all();
+      if (wake) room.notify_all();
       use(result);
     }
   } catch (...) {

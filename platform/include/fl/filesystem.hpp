@@ -203,11 +203,12 @@ class QX_PLATFORM_API line_reader {
  private:
   static constexpr std::size_t chunk = 64 * 1024;
   basic_ifstream<char> in_;
-  std::string buffer_;       // read ahead; [begin_, filled_) is not handed out yet
-  std::size_t begin_ = 0;    // where the next line starts
-  std::size_t scanned_ = 0;  // searched for a line feed up to here
-  std::size_t filled_ = 0;   // bytes read into the buffer
-  bool drained_ = false;     // the end was reached, or a read failed
+  std::unique_ptr<char[]> buffer_;  // read ahead; [begin_, filled_) is not handed out yet
+  std::size_t size_ = 0;            // the buffer's bytes
+  std::size_t begin_ = 0;           // where the next line starts
+  std::size_t scanned_ = 0;         // searched for a line feed up to here
+  std::size_t filled_ = 0;          // bytes read into the buffer
+  bool drained_ = false;            // the end was reached, or a read failed
 };
 
 }  // namespace fl::filesystem

@@ -400,31 +400,37 @@ line_reader::line_reader(basic_path const& path) : in_(path) {}
 
 bool line_reader::next(std::string_view& line) {
   for (;;) {
-    if (void const* const end = std::memchr(buffer_.data() + scanned_, '\n', filled_ - scanned_)) {
+    if (void const* const end = std::memchr(buffer_.get() + scanned_, '\n', filled_ - scanned_)) {
       std::size_t const at =
-          static_cast<std::size_t>(static_cast<char const*>(end) - buffer_.data());
-      line = std::string_view(buffer_.data() + begin_, at - begin_);
+          static_cast<std::size_t>(static_cast<char const*>(end) - buffer_.get());
+      line = std::string_view(buffer_.get() + begin_, at - begin_);
       begin_ = scanned_ = at + 1;
       return true;
     }
     scanned_ = filled_;
     if (drained_) {
       if (begin_ == filled_) return false;
-      line = std::string_view(buffer_.data() + begin_, filled_ - begin_);  // no line feed after it
+      line = std::string_view(buffer_.get() + begin_, filled_ - begin_);  // no line feed after it
       begin_ = filled_;
       return true;
     }
     // The part of a line read so far moves to the front; a line longer than the buffer grows it.
     if (begin_ > 0) {
-      std::memmove(buffer_.data(), buffer_.data() + begin_, filled_ - begin_);
+      std::memmove(buffer_.get(), buffer_.get() + begin_, filled_ - begin_);
       filled_ -= begin_;
       scanned_ = filled_;
       begin_ = 0;
     }
-    if (buffer_.empty()) buffer_.resize(chunk);
-    if (filled_ == buffer_.size()) buffer_.resize(buffer_.size() * 2);
-    std::streamsize const got = in_.rdbuf()->sgetn(
-        buffer_.data() + filled_, static_cast<std::streamsize>(buffer_.size() - filled_));
+    // Grown without filling the new bytes: the reads fill them.
+    if (filled_ == size_) {
+      std::size_t const size = size_ == 0 ? chunk : size_ * 2;
+      auto grown = std::make_unique_for_overwrite<char[]>(size);
+      std::memcpy(grown.get(), buffer_.get(), filled_);
+      buffer_ = std::move(grown);
+      size_ = size;
+    }
+    std::streamsize const got =
+        in_.rdbuf()->sgetn(buffer_.get() + filled_, static_cast<std::streamsize>(size_ - filled_));
     if (got <= 0)
       drained_ = true;  // the end, or a read that failed (error() says which)
     else
