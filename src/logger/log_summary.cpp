@@ -45,6 +45,18 @@ std::vector<std::pair<std::string, std::string>> secret_values(LogSummaryOptions
   return values;
 }
 
+// The matcher of `list`: made once per thread for the list last asked for, since a fleet of
+// logs is summarised with the same words.
+log_text::FailureWords const& failure_words(std::vector<std::string> const& list) {
+  thread_local std::vector<std::string> made_for;
+  thread_local std::optional<log_text::FailureWords> made;
+  if (!made || made_for != list) {
+    made.emplace(list);
+    made_for = list;
+  }
+  return *made;
+}
+
 LogRunOutcome outcome_of(std::string_view text) {
   if (text == "succeeded") return LogRunOutcome::succeeded;
   if (text == "cancelled") return LogRunOutcome::cancelled;
@@ -249,8 +261,8 @@ std::vector<std::string> const& defaultLogFailureWords() {
 }
 
 LogSummary summarizeLog(fl::filesystem::basic_path const& path, LogSummaryOptions const& options) {
-  log_text::FailureWords const words(options.failure_words ? *options.failure_words
-                                                           : defaultLogFailureWords());
+  log_text::FailureWords const& words = failure_words(
+      options.failure_words ? *options.failure_words : defaultLogFailureWords());
   Secrets const secrets(options.secret_keys, secret_values(options));
   LogReader reader(path);
   if (!reader.is_open()) cannot_read(reader.error());
