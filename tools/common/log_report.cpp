@@ -128,146 +128,132 @@ void append_run_text(std::string& out, std::size_t index, LogRunSummary const& r
   }
 }
 
-void append_field(std::string& out, char const* name, std::string_view value) {
-  out += '"';
-  out += name;
-  out += "\": ";
-  append_json_string(out, value);
-}
+// The members of one JSON object, written in order: `separator` goes before each but the first.
+class JsonMembers {
+ public:
+  JsonMembers(std::string& out, std::string_view separator) : out_(out), separator_(separator) {}
 
-void append_field(std::string& out, char const* name, std::uint64_t value) {
-  out += '"';
-  out += name;
-  out += "\": " + std::to_string(value);
-}
+  JsonMembers& text(char const* name, std::string_view value) {
+    append_json_string(start(name), value);
+    return *this;
+  }
+  JsonMembers& number(char const* name, std::string_view value) {
+    start(name) += value;
+    return *this;
+  }
+  JsonMembers& number(char const* name, std::uint64_t value) {
+    return number(name, std::to_string(value));
+  }
+  // An array of objects, one a line at `indent`, each written by `item(members, element)`.
+  template <class Items, class Item>
+  JsonMembers& array(char const* name, Items const& items, Item&& item, std::string_view indent) {
+    std::string& out = start(name);
+    out += '[';
+    bool first = true;
+    for (auto const& each : items) {
+      out += first ? "\n" : ",\n";
+      out += indent;
+      out += "  {";
+      JsonMembers members(out, ", ");
+      item(members, each);
+      out += '}';
+      first = false;
+    }
+    if (!first) out += "\n" + std::string(indent);
+    out += ']';
+    return *this;
+  }
 
-template <class Items, class Item>
-void append_array(std::string& out, char const* name, Items const& items, Item&& item,
-                  std::string_view indent) {
-  out += '"';
-  out += name;
-  out += "\": [";
-  bool first = true;
-  for (auto const& each : items) {
-    out += first ? "\n" : ",\n";
-    out += indent;
-    out += "  {";
-    item(each);
-    out += '}';
-    first = false;
+ private:
+  std::string& start(char const* name) {
+    if (!first_) out_ += separator_;
+    first_ = false;
+    out_ += '"';
+    out_ += name;
+    out_ += "\": ";
+    return out_;
   }
-  if (!first) {
-    out += '\n';
-    out += indent;
-  }
-  out += ']';
-}
+
+  std::string& out_;
+  std::string_view separator_;
+  bool first_ = true;
+};
 
 void append_run_json(std::string& out, LogRunSummary const& run) {
   constexpr std::string_view indent = "          ";
-  auto const time = [&](std::optional<std::chrono::local_seconds> local,
-                        std::optional<std::chrono::sys_seconds> utc) {
+  auto const time = [](std::optional<std::chrono::local_seconds> local,
+                       std::optional<std::chrono::sys_seconds> utc) {
+    std::string text;
     if (local)
-      append_json_string(out, iso_time(*local, utc));
+      append_json_string(text, iso_time(*local, utc));
     else
-      out += "null";
+      text = "null";
+    return text;
   };
   bool const started =
       !run.start.product.empty() || !run.start.version.empty() || !run.start.process.empty();
+  auto const named = [started](JsonMembers& members, char const* name, std::string const& value) {
+    if (started)
+      members.text(name, value);
+    else
+      members.number(name, "null");
+  };
   out += "        {\n";
   out += indent;
-  out += "\"start\": ";
-  time(run.start_local, run.start_utc);
-  out += ",\n";
-  out += indent;
-  out += "\"end\": ";
-  time(run.end_local, run.end_utc);
-  out += ",\n";
-  out += indent;
-  out += "\"duration_s\": " + (run.duration_s ? number(*run.duration_s) : "null") + ",\n";
-  out += indent;
-  append_field(out, "outcome", cpputil::toString(run.outcome));
-  out += ",\n";
-  out += indent;
-  if (started)
-    append_field(out, "product", run.start.product);
-  else
-    out += "\"product\": null";
-  out += ",\n";
-  out += indent;
-  if (started)
-    append_field(out, "version", run.start.version);
-  else
-    out += "\"version\": null";
-  out += ",\n";
-  out += indent;
-  append_field(out, "entries", run.entries);
-  out += ",\n";
-  out += indent;
-  out += "\"first_failure\": ";
+  JsonMembers members(out, ",\n          ");
+  members.number("start", time(run.start_local, run.start_utc))
+      .number("end", time(run.end_local, run.end_utc))
+      .number("duration_s", run.duration_s ? number(*run.duration_s) : "null")
+      .text("outcome", cpputil::toString(run.outcome));
+  named(members, "product", run.start.product);
+  named(members, "version", run.start.version);
+  members.number("entries", run.entries);
   if (!run.first_failure) {
-    out += "null";
+    members.number("first_failure", "null");
   } else {
-    out += '{';
-    append_field(out, "line", run.first_failure->line);
-    out += ", ";
-    append_field(out, "message", run.first_failure->message);
-    out += ", ";
-    append_array(
-        out, "context", run.context,
-        [&out](cpputil::LogQuote const& quote) {
-          append_field(out, "line", quote.line);
-          out += ", ";
-          append_field(out, "message", quote.message);
-        },
-        indent);
-    out += '}';
+    std::string failure = "{";
+    JsonMembers(failure, ", ")
+        .number("line", run.first_failure->line)
+        .text("message", run.first_failure->message)
+        .array(
+            "context", run.context,
+            [](JsonMembers& item, cpputil::LogQuote const& quote) {
+              item.number("line", quote.line).text("message", quote.message);
+            },
+            indent);
+    members.number("first_failure", failure + '}');
   }
-  out += ",\n";
-  out += indent;
-  append_array(
-      out, "failures", run.failures,
-      [&out](cpputil::LogFailure const& failure) {
-        append_field(out, "line", failure.line);
-        out += ", ";
-        append_field(out, "message", failure.message);
-        out += ", ";
-        append_field(out, "kind", cpputil::toString(failure.kind));
-      },
-      indent);
-  out += ",\n";
-  out += indent;
-  append_array(
-      out, "gaps", run.gaps,
-      [&out](cpputil::LogGap const& gap) {
-        append_field(out, "after_line", gap.after_line);
-        out += ", \"seconds\": " + std::to_string(gap.seconds);
-      },
-      indent);
-  out += ",\n";
-  out += indent;
-  append_array(
-      out, "files", run.files,
-      [&out](cpputil::LogCopiedFile const& file) {
-        append_field(out, "line", file.line);
-        out += ", ";
-        append_field(out, "path", file.copy.path);
-        out += ", ";
-        append_field(out, "bytes", file.copy.bytes);
-        out += file.copy.redacted || file.copy.withheld ? ", \"redacted\": true"
-                                                        : ", \"redacted\": false";
-      },
-      indent);
-  out += ",\n";
-  out += indent;
-  append_array(
-      out, "leaks", run.leaks,
-      [&out](cpputil::LogLeak const& leak) {
-        append_field(out, "line", leak.line);
-        out += ", ";
-        append_field(out, "key", leak.key);
-      },
-      indent);
+  members
+      .array(
+          "failures", run.failures,
+          [](JsonMembers& item, cpputil::LogFailure const& failure) {
+            item.number("line", failure.line)
+                .text("message", failure.message)
+                .text("kind", cpputil::toString(failure.kind));
+          },
+          indent)
+      .array(
+          "gaps", run.gaps,
+          [](JsonMembers& item, cpputil::LogGap const& gap) {
+            item.number("after_line", gap.after_line)
+                .number("seconds", std::to_string(gap.seconds));
+          },
+          indent)
+      .array(
+          "files", run.files,
+          [](JsonMembers& item, cpputil::LogCopiedFile const& file) {
+            item.number("line", file.line)
+                .text("path", file.copy.path)
+                .number("bytes", file.copy.bytes)
+                .number("redacted", file.copy.redacted || file.copy.withheld ? "true" : "false");
+          },
+          indent)
+      .array(
+          "leaks", run.leaks,
+          [](JsonMembers& item, cpputil::LogLeak const& leak) {
+            item.number("line", leak.line).text("key", leak.key);
+          },
+          indent);
   out += "\n        }";
 }
 
@@ -328,7 +314,7 @@ void append_log_text(std::string& out, std::string_view path, cpputil::LogSummar
 
 void append_log_json(std::string& out, std::string_view path, cpputil::LogSummary const& summary) {
   out += "    {\n      ";
-  append_field(out, "path", path);
+  JsonMembers(out, ",\n      ").text("path", path);
   out += ",\n      \"runs\": [";
   for (std::size_t i = 0; i < summary.runs.size(); ++i) {
     out += i == 0 ? "\n" : ",\n";
