@@ -139,7 +139,14 @@ void in_order(std::size_t count, unsigned workers, Make&& make, Use&& use) {
       if (awaited) ready.notify_one();
     }
   };
-  std::vector<std::jthread> threads;
+  // std::thread, joined here: libc++ offered std::jthread only as experimental before LLVM 18.
+  std::vector<std::thread> threads;
+  struct Join {
+    std::vector<std::thread>& threads;
+    ~Join() {
+      for (std::thread& thread : threads) thread.join();
+    }
+  } const join{threads};
   for (unsigned i = 0; i < workers; ++i) threads.emplace_back(work);
   try {
     for (std::size_t index = 0; index < count; ++index) {

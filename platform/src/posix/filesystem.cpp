@@ -400,7 +400,10 @@ line_reader::line_reader(basic_path const& path) : in_(path) {}
 
 bool line_reader::next(std::string_view& line) {
   for (;;) {
-    if (void const* const end = std::memchr(buffer_.get() + scanned_, '\n', filled_ - scanned_)) {
+    void const* const end = scanned_ < filled_
+                                ? std::memchr(buffer_.get() + scanned_, '\n', filled_ - scanned_)
+                                : nullptr;
+    if (end != nullptr) {
       std::size_t const at =
           static_cast<std::size_t>(static_cast<char const*>(end) - buffer_.get());
       line = std::string_view(buffer_.get() + begin_, at - begin_);
@@ -425,7 +428,7 @@ bool line_reader::next(std::string_view& line) {
     if (filled_ == size_) {
       std::size_t const size = size_ == 0 ? chunk : size_ * 2;
       auto grown = std::make_unique_for_overwrite<char[]>(size);
-      std::memcpy(grown.get(), buffer_.get(), filled_);
+      if (filled_ > 0) std::memcpy(grown.get(), buffer_.get(), filled_);
       buffer_ = std::move(grown);
       size_ = size;
     }
