@@ -84,41 +84,27 @@ std::uint64_t decimal(std::string_view text) {
 
 void read_run_start(LogEntry& entry) {
   LoggedRunStart& start = entry.run_start;
-  std::string_view rest = entry.message;
-  while (!rest.empty()) {
-    std::size_t const end = rest.find('\n');
-    std::string_view const line = rest.substr(0, end);
-    rest = end == std::string_view::npos ? std::string_view() : rest.substr(end + 1);
+  log_text::for_each_line(entry.message, [&start](std::string_view line) {
     std::size_t const colon = line.find(": ");
-    if (colon == std::string_view::npos) continue;
+    if (colon == std::string_view::npos) return;
     std::string_view const name = line.substr(0, colon);
     std::string_view const value = line.substr(colon + 2);
-    if (name == "product")
-      start.product = value;
-    else if (name == "version")
-      start.version = value;
-    else if (name == "process")
-      start.process = value;
-    else if (name == "user")
-      start.user = value;
-    else if (name == "host")
-      start.host = value;
-    else if (name == "time zone")
-      start.zone = value;
-    else if (name == "log")
-      start.log = value;
-  }
+    for (auto [fact, text] : {std::pair{"product", &start.product},
+                              {"version", &start.version},
+                              {"process", &start.process},
+                              {"user", &start.user},
+                              {"host", &start.host},
+                              {"time zone", &start.zone},
+                              {"log", &start.log}})
+      if (name == fact) *text = value;
+  });
   start.utc_offset = zone_offset(start.zone);
 }
 
 void read_run_end(LogEntry& entry) {
   LoggedRunEnd& end = entry.run_end;
-  std::string_view rest = entry.message;
   bool first = true;
-  while (!rest.empty()) {
-    std::size_t const at = rest.find('\n');
-    std::string_view line = rest.substr(0, at);
-    rest = at == std::string_view::npos ? std::string_view() : rest.substr(at + 1);
+  log_text::for_each_line(entry.message, [&end, &first](std::string_view line) {
     if (std::exchange(first, false)) {
       end.outcome = line.substr(run_ended.size());
     } else if (line.starts_with("duration: ")) {
@@ -132,7 +118,7 @@ void read_run_end(LogEntry& entry) {
       if (std::size_t const reason = line.find(", the last: "); reason != std::string_view::npos)
         end.last_loss = line.substr(reason + ", the last: "sv.size());
     }
-  }
+  });
 }
 
 // A line of a redacted copy whose value (or list entry) is the mask: what

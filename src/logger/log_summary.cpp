@@ -11,6 +11,7 @@
 #include "install/cpputil/log_reader.hpp"
 #include "logger/failure_words.hpp"
 #include "logger/log_secrets.hpp"
+#include "logger/log_text.hpp"
 
 namespace install::cpputil {
 namespace {
@@ -153,7 +154,7 @@ class RunBuilder {
  private:
   struct Held {
     std::uint64_t line = 0;
-    std::string text;  // the start of the message, enough to mask and quote
+    std::string text;  // the whole message, cut when quoted
     std::size_t size = 0;
   };
 
@@ -215,14 +216,12 @@ class RunBuilder {
     // Inside a redacted copy a key's value is the mask or the copy's own business; values are
     // looked for on every line.
     bool const by_key = !(entry.kind == LogEntryKind::file_copy && entry.copy.redacted);
-    std::string_view rest = entry.message;
-    for (std::uint64_t line = entry.line;; ++line) {
-      std::size_t const end = rest.find('\n');
-      secrets_.scan(rest.substr(0, end), by_key, leaked_);
+    std::uint64_t line = entry.line;
+    log_text::for_each_line(entry.message, [&](std::string_view text) {
+      secrets_.scan(text, by_key, leaked_);
       for (std::size_t const k : leaked_) run_.leaks.push_back({line, secrets_.key(k)});
-      if (end == std::string_view::npos) break;
-      rest.remove_prefix(end + 1);
-    }
+      ++line;
+    });
   }
 
   LogSummaryOptions const& options_;
@@ -261,8 +260,8 @@ std::vector<std::string> const& defaultLogFailureWords() {
 }
 
 LogSummary summarizeLog(fl::filesystem::basic_path const& path, LogSummaryOptions const& options) {
-  log_text::FailureWords const& words = failure_words(
-      options.failure_words ? *options.failure_words : defaultLogFailureWords());
+  log_text::FailureWords const& words =
+      failure_words(options.failure_words ? *options.failure_words : defaultLogFailureWords());
   Secrets const secrets(options.secret_keys, secret_values(options));
   LogReader reader(path);
   if (!reader.is_open()) cannot_read(reader.error());

@@ -26,6 +26,17 @@ class StampReader {
   std::chrono::local_days days_{};
 };
 
+/// Calls `each(line)` for each line of `text` (split at line feeds; an empty text has one).
+template <class Each>
+void for_each_line(std::string_view text, Each&& each) {
+  for (;;) {
+    std::size_t const end = text.find('\n');
+    each(text.substr(0, end));
+    if (end == std::string_view::npos) return;
+    text.remove_prefix(end + 1);
+  }
+}
+
 /// True when `line`, at least 2 bytes, is the start of a stamp and no more: what a write that
 /// was cut short leaves.
 [[nodiscard]] bool is_cut_stamp(std::string_view line) noexcept;
