@@ -1,7 +1,8 @@
 // A walk through an unattended installation, the way an installer front end uses the library:
 // open the installation log, read the input file, validate the answers, order the products,
 // compare versions, cancel a worker from another thread, copy the input file into the log,
-// record the answers for a silent replay. It ends by printing the property map and the log.
+// record the answers for a silent replay. It ends by printing the property map, the log and
+// the report of the log, as a support engineer would read it.
 //
 //   unattended_install [INPUT_FILE [RULES_FILE]]   (defaults: the files beside this source)
 #include <chrono>
@@ -19,7 +20,9 @@
 
 #include "diagnostic_text.hpp"
 #include "escape.hpp"
+#include "fl/filesystem.hpp"
 #include "install/cpputil.hpp"
+#include "log_report.hpp"
 #include "property_map_text.hpp"
 #include "rules_file.hpp"
 
@@ -81,9 +84,11 @@ int walk(std::filesystem::path const& input, std::filesystem::path const& rules_
   {
     heading("1. Open the installation log");
     logger::Logger const log(log_path.string());
+    logger::begin_run({"Kestra", "2024.10"});
     logger::append_message(std::string("Unattended installation started"));
     say("A Logger points the process's log at the file above; append_message() writes");
-    say("time-stamped entries there until the Logger is destroyed.");
+    say("time-stamped entries there until the Logger is destroyed. begin_run() opened the run");
+    say("with the product, its version, this process, the user, the host and the time zone.");
 
     heading("2. Read the input file");
     map = cpputil::InputFileParser().parse(utf8_to_ustring(input.string()));
@@ -185,6 +190,7 @@ int walk(std::filesystem::path const& input, std::filesystem::path const& rules_
     std::ifstream recorded_text(recorded);
     for (std::string line; std::getline(recorded_text, line);) say("  " + line);
     logger::append_message(std::string("Unattended installation finished"));
+    logger::end_run(logger::RunOutcome::succeeded);
   }
   heading("9. Close the log");
   say("The Logger is gone: get_destination() is empty again and the last destination is");
@@ -199,6 +205,16 @@ int walk(std::filesystem::path const& input, std::filesystem::path const& rules_
   std::ifstream log_text(log_path);
   std::cout << std::string(std::istreambuf_iterator<char>(log_text),
                            std::istreambuf_iterator<char>());
+
+  heading("The report of the log (qxinstall report " + log_path.filename().string() +
+          " --secret-keys license_key)");
+  cpputil::LogSummaryOptions options;
+  options.secret_keys = {"license_key"};
+  std::string report;
+  qx::tools::append_log_text(
+      report, log_path.filename().string(),
+      cpputil::summarizeLog(fl::filesystem::make_path(log_path.string()), options));
+  std::cout << report;
   return 0;
 }
 

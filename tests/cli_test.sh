@@ -94,6 +94,31 @@ check_write() { # the template checks clean; the canonical form reads back equal
   fi
 }
 
+setup_report() { # an empty folder, and a fleet larger than the workers' window
+  mkdir empty many
+  for i in $(seq -w 1 40); do
+    printf '(Nov 16, 2026 10:00:%s) Error %s: cannot copy part-%s.dat\n' "$i" "$i" "$i" >"many/$i.log"
+  done
+}
+check_report() { # the page, the order of a fleet, and secrets that never leave the log
+  "$qx" report hostile.log --html page.html >/dev/null
+  [[ $? == 1 && $(stat -c %a page.html) == 600 ]] || fail "report --html: exit or mode"
+  contains page.html '<svg' && contains page.html '&lt;script&gt;alert(1)&lt;/script&gt;'
+  contains page.html '&quot;&gt;&lt;img src=x onerror=alert(2)&gt;'
+  ! grep -qiE '<(script|img|iframe|b>)|<[^>]* (src|href)=' page.html || fail "log text became markup"
+  [[ $("$qx" report many --json | grep -o '^      "path": "many/[0-9]*' | cut -d/ -f2 | tr '\n' ' ') == "$(seq -w -s ' ' 1 40) " ]] ||
+    fail "the fleet's logs are not reported in name order"
+  "$qx" report many >out.txt
+  contains out.txt '      40  Error <n>: cannot copy part-<n>.dat' # counted once per run
+  local format
+  for format in "" --json; do
+    # shellcheck disable=SC2086 # no option, or one
+    "$qx" report two-runs.log --secret-keys password --answers answers.txt $format >out.txt
+    ! grep -q hunter2 out.txt || fail "report $format shows a secret"
+  done
+  "$qx" report two-runs.log --secret-keys password --answers answers.txt --html out.html >/dev/null
+  ! grep -q hunter2 out.html || fail "report --html shows a secret"
+}
 setup_hostile() { # what git cannot hold: names that are not UTF-8, and a FIFO
   printf 'a=1\n' >$'bad\xff\xfe.txt' && printf 'secret=x\n' >$'bad\xef\xbf\xbd\xef\xbf\xbd.txt'
   mkfifo fifo

@@ -147,3 +147,32 @@ TEST(FileStreams, PrivateFileRefusesLinksButAPlainOpenFollowsThem) {
   EXPECT_TRUE(fs::basic_ofstream<char>(path_of(dir.file("link")), std::ios::app).is_open());
   EXPECT_EQ(qx::test::read_file(dir.file("victim")), "keep");
 }
+
+// Lines of every length, across the reader's chunks and longer than its buffer: split at line
+// feeds only, a CR kept, a last line without its line feed kept; both forms give the same.
+TEST(LineReader, SplitsAtLineFeedsWhateverTheLengths) {
+  qx::test::TempDir const dir;
+  std::vector<std::string> lines;
+  std::string text;
+  for (std::size_t length : {0, 1, 65535, 0, 65536, 200000, 7, 131072, 3}) {
+    lines.push_back(std::string(length, 'a') + (length == 7 ? std::string("\r\0b", 3) : ""));
+    text += lines.back() + "\n";
+  }
+  lines.emplace_back("last, without a line feed");
+  text += lines.back();
+  std::string const file = dir.write("lines.txt", text);
+  fs::line_reader copies(path_of(file));
+  fs::line_reader views(path_of(file));
+  std::vector<std::string> copied;
+  std::vector<std::string> viewed;
+  std::string line;
+  std::string_view view;
+  while (copies.next(line)) copied.push_back(line);
+  while (views.next(view)) viewed.emplace_back(view);
+  EXPECT_EQ(copied, lines);
+  EXPECT_EQ(viewed, lines);
+  EXPECT_EQ(views.error(), 0);
+  fs::line_reader folder(path_of(dir.path().string()));
+  EXPECT_FALSE(folder.next(view));
+  EXPECT_EQ(folder.error(), EISDIR);
+}

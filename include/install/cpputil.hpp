@@ -8,6 +8,7 @@
 #include "install/cpputil/installer_exception.hpp"
 #include "install/cpputil/installer_locale.hpp"
 #include "install/cpputil/interrupt.hpp"
+#include "install/cpputil/log_reader.hpp"
 #include "install/cpputil/logger.hpp"
 #include "install/cpputil/product_ordering.hpp"
 #include "install/cpputil/sandbox_workflow_detector.hpp"

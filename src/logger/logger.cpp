@@ -14,6 +14,7 @@
 #include "foundation/log/diagnostic_logger.hpp"
 #include "inputfile/input_lines.hpp"
 #include "install/platformutil/platform_utility.hpp"
+#include "logger/run_ledger.hpp"
 
 namespace install::cpputil::logger {
 namespace {
@@ -170,6 +171,7 @@ void report_deferred() {
   while (!deferred_failures.empty()) {
     WriteFailure const failure = std::move(deferred_failures.front());
     deferred_failures.erase(deferred_failures.begin());
+    ledger::note_lost_entry(failure);
     report(failure);
   }
 }
@@ -240,6 +242,11 @@ Logger::~Logger() {
 basic_path const& get_destination() {
   std::lock_guard lock(log_mutex);
   return destination_file;
+}
+
+basic_path ledger::current_log_file() {
+  std::lock_guard lock(log_mutex);
+  return destination_file.empty() ? default_log_file() : destination_file;
 }
 
 namespace detail {
@@ -351,7 +358,10 @@ void append_message(ustring const& message) {
   if (log_lock::held_here()) return defer_dropped(message);
   std::optional<WriteFailure> const failure = write_entry(message);
   report_deferred();
-  if (failure) report(*failure);
+  if (failure) {
+    ledger::note_lost_entry(*failure);
+    report(*failure);
+  }
 }
 
 void append_message(std::string const& message) {

@@ -56,6 +56,7 @@ struct Command {
 [[nodiscard]] std::vector<Command> host_commands();
 [[nodiscard]] std::vector<Command> ordering_commands();
 [[nodiscard]] std::vector<Command> writer_commands();
+[[nodiscard]] std::vector<Command> report_commands();
 
 /// An argument as an error message echoes it: its excerpt (escaped, cut) in double quotes.
 [[nodiscard]] std::string in_quotes(std::string_view text);

@@ -137,6 +137,54 @@ QX_CPPUTIL_API void append_file(fl::filesystem::basic_path const& file);
 /// append_file does.
 QX_CPPUTIL_API void append_file_redacted(ustring const& file, std::vector<std::string> const& keys);
 
+/// What the entry that opens a run names besides the facts of the process.
+struct RunInfo {
+  /// The product being installed, as the user knows it ("Kestra Studio").
+  std::string product;
+  /// Its version ("2027.1").
+  std::string version;
+};
+
+/// How a run ended.
+enum class RunOutcome {
+  succeeded,  ///< the installation did what it was asked
+  failed,     ///< it stopped on an error
+  cancelled,  ///< the user (or a script) cancelled it
+};
+
+/// Appends the entry that opens a run, so that a reader of a log that several runs share can
+/// tell them apart (log_reader.hpp reads it back). It is an ordinary entry whose first line is
+/// "Installation run started", followed by one line per fact:
+///
+///     (Nov 16, 2026 14:50:09) Installation run started
+///     product: Kestra Studio
+///     version: 2027.1
+///     process: 4242
+///     user: alice
+///     host: build-01
+///     time zone: +09:00 JST
+///     log: /Users/alice/Library/Logs/kestra-install.log
+///
+/// The time zone is the local one, as its offset from UTC and its abbreviation: the entries'
+/// own times carry none. The log is the destination, or the per-user default file. Control
+/// characters in a value are written escaped (\n, \t, \xHH), so each fact stays on its line.
+/// It also starts the count of lost entries and the clock that end_run reports. Writes as
+/// append_message does: never throws for file problems.
+QX_CPPUTIL_API void begin_run(RunInfo const& info);
+
+/// Appends the entry that closes a run:
+///
+///     (Nov 16, 2026 14:52:10) Installation run ended: failed
+///     duration: 121.482 s
+///     lost entries: 2, the last: No space left on device
+///
+/// The outcome is "succeeded", "failed" or "cancelled"; the duration runs from the last
+/// begin_run of this process (its line is left out when there was none); the lost entries are
+/// the entries of this process that did not reach the log whole since then (handed to the write
+/// failure handler or not), "lost entries: 0" when none, with the system's reason of the last
+/// one. A run without this entry (a crash, a kill) reads as unfinished.
+QX_CPPUTIL_API void end_run(RunOutcome outcome);
+
 namespace detail {
 
 /// The live last destination: the one that was cleared most recently. Takes no lock, so

@@ -10,6 +10,7 @@
 #include <memory>
 #include <ostream>
 #include <string>
+#include <string_view>
 #include <system_error>
 
 #include "fl/i18n.hpp"
@@ -256,6 +257,10 @@ class QX_PLATFORM_API line_reader {
   /// Puts the next line into `line` and returns true; false at the end of the file, after a
   /// read that failed, and when the file did not open.
   bool next(std::string& line);
+  /// As next(std::string&), without a copy: `line` views the reader's buffer and stays valid
+  /// until the next call or the reader's end. The file is read in large chunks straight into
+  /// that buffer, which grows only to hold the longest line.
+  bool next(std::string_view& line);
   /// True when the file opened.
   [[nodiscard]] bool is_open() const noexcept;
   /// The errno of the open or of a read that failed, as basic_ifstream::error gives it; 0
@@ -263,7 +268,14 @@ class QX_PLATFORM_API line_reader {
   [[nodiscard]] int error() const noexcept;
 
  private:
+  static constexpr std::size_t chunk = 64 * 1024;
   basic_ifstream<char> in_;
+  std::unique_ptr<char[]> buffer_;  // read ahead; [begin_, filled_) is not handed out yet
+  std::size_t size_ = 0;            // the buffer's bytes
+  std::size_t begin_ = 0;           // where the next line starts
+  std::size_t scanned_ = 0;         // searched for a line feed up to here
+  std::size_t filled_ = 0;          // bytes read into the buffer
+  bool drained_ = false;            // the end was reached, or a read failed
 };
 
 }  // namespace fl::filesystem

@@ -4,8 +4,10 @@
 #include <fcntl.h>
 #include <sys/stat.h>
 #include <unistd.h>
+#include <algorithm>
 #include <cerrno>
 #include <cstdlib>
+#include <cstring>
 #include <filesystem>
 #include <mutex>
 #include <stdexcept>
@@ -327,6 +329,31 @@ class file_buffer : public std::streambuf {
     return traits_type::to_int_type(*gptr());
   }
 
+  // A large read goes from the kernel straight into the caller's memory: a reader of big files
+  // (the line reader) then copies each byte once, not twice.
+  std::streamsize xsgetn(char* s, std::streamsize n) override {
+    std::streamsize done = 0;
+    while (done < n) {
+      if (gptr() < egptr()) {
+        std::streamsize const held = std::min<std::streamsize>(egptr() - gptr(), n - done);
+        std::memcpy(s + done, gptr(), static_cast<std::size_t>(held));
+        gbump(static_cast<int>(held));
+        done += held;
+        continue;
+      }
+      if (fd_ < 0) break;
+      if (n - done < direct_read) {
+        if (traits_type::eq_int_type(underflow(), traits_type::eof())) break;
+        continue;
+      }
+      ssize_t const got = posix::read_some(fd_, s + done, static_cast<std::size_t>(n - done));
+      if (got < 0) failed(errno);
+      if (got <= 0) break;  // the end, or a failed read: reading stops
+      done += got;
+    }
+    return done;
+  }
+
   pos_type seekoff(off_type offset, std::ios::seekdir dir, std::ios::openmode) override {
     if (fd_ < 0 || sync() != 0) return pos_type(off_type(-1));
     int const whence = dir == std::ios::beg ? SEEK_SET : dir == std::ios::cur ? SEEK_CUR : SEEK_END;
@@ -343,6 +370,8 @@ class file_buffer : public std::streambuf {
 
  private:
   static constexpr std::size_t input_size = 64 * 1024;
+  // Reads of at least this many bytes bypass the stream's own buffer.
+  static constexpr std::streamsize direct_read = 4096;
 
   // Keeps the first failure's errno.
   void failed(int error) noexcept {
@@ -453,8 +482,54 @@ int basic_ifstream<char>::error() const noexcept {
 
 line_reader::line_reader(basic_path const& path) : in_(path) {}
 
+bool line_reader::next(std::string_view& line) {
+  for (;;) {
+    void const* const end = scanned_ < filled_
+                                ? std::memchr(buffer_.get() + scanned_, '\n', filled_ - scanned_)
+                                : nullptr;
+    if (end != nullptr) {
+      std::size_t const at =
+          static_cast<std::size_t>(static_cast<char const*>(end) - buffer_.get());
+      line = std::string_view(buffer_.get() + begin_, at - begin_);
+      begin_ = scanned_ = at + 1;
+      return true;
+    }
+    scanned_ = filled_;
+    if (drained_) {
+      if (begin_ == filled_) return false;
+      line = std::string_view(buffer_.get() + begin_, filled_ - begin_);  // no line feed after it
+      begin_ = filled_;
+      return true;
+    }
+    // The part of a line read so far moves to the front; a line longer than the buffer grows it.
+    if (begin_ > 0) {
+      std::memmove(buffer_.get(), buffer_.get() + begin_, filled_ - begin_);
+      filled_ -= begin_;
+      scanned_ = filled_;
+      begin_ = 0;
+    }
+    // Grown without filling the new bytes: the reads fill them.
+    if (filled_ == size_) {
+      std::size_t const size = size_ == 0 ? chunk : size_ * 2;
+      auto grown = std::make_unique_for_overwrite<char[]>(size);
+      if (filled_ > 0) std::memcpy(grown.get(), buffer_.get(), filled_);
+      buffer_ = std::move(grown);
+      size_ = size;
+    }
+    std::streamsize const got =
+        in_.rdbuf()->sgetn(buffer_.get() + filled_, static_cast<std::streamsize>(size_ - filled_));
+    if (got <= 0)
+      drained_ = true;  // the end, or a read that failed (error() says which)
+    else
+      filled_ += static_cast<std::size_t>(got);
+  }
+}
+
 bool line_reader::next(std::string& line) {
-  return static_cast<bool>(std::getline(in_, line));
+  std::string_view view;
+  if (!next(view)) return false;
+  line.assign(view);
+  return true;
 }
 
 bool line_reader::is_open() const noexcept {

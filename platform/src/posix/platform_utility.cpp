@@ -83,4 +83,16 @@ std::string PlatformUtility::getPlatformCurrentTime(std::string const& format) c
   return last.text;
 }
 
+std::string PlatformUtility::getPlatformHostName() const {
+  // POSIX caps a host name at HOST_NAME_MAX (255 on Linux and macOS); a name cut to the buffer
+  // is not NUL-terminated, so the last byte stays 0.
+  char name[256] = {};
+  if (gethostname(name, sizeof name - 1) != 0 || name[0] == '\0') return "unknown";
+  return name;
+}
+
+long PlatformUtility::getPlatformProcessId() const {
+  return static_cast<long>(getpid());
+}
+
 }  // namespace install::platformutil

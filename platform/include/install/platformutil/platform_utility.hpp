@@ -1,7 +1,7 @@
 #pragma once
 
 /// \file
-/// The current user's name and the formatted local time.
+/// The current user's name, the formatted local time, the host name and the process id.
 
 #include <string>
 
@@ -18,6 +18,10 @@ class QX_PLATFORM_API PlatformUtility {
   /// The local time formatted by strftime `format` in the classic locale, so month and day
   /// names are English whatever the user's locale. An empty format gives "".
   [[nodiscard]] std::string getPlatformCurrentTime(std::string const& format) const;
+  /// The machine's host name (gethostname), as the system gives it; "unknown" when it gives none.
+  [[nodiscard]] std::string getPlatformHostName() const;
+  /// The calling process's id.
+  [[nodiscard]] long getPlatformProcessId() const;
 };
 
 }  // namespace install::platformutil
