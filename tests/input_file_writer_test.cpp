@@ -1,6 +1,5 @@
 #include "install/cpputil/input_file_writer.hpp"
 
-#include <grp.h>
 #include <sys/socket.h>
 #include <sys/stat.h>
 #include <sys/un.h>
@@ -148,7 +147,8 @@ std::optional<std::string> make_setup(std::string const& setup, std::string cons
   if (setup == "owned" && (chown(target.c_str(), 4321, 4321) != 0 || chmod(target.c_str(), 0640)))
     return "cannot give a file to another user here";
   if (setup == "socket") {
-    sockaddr_un address{AF_UNIX, {}};
+    sockaddr_un address{};  // macOS's has a length field before the family
+    address.sun_family = AF_UNIX;
     target.copy(address.sun_path, sizeof address.sun_path - 1);
     int const socket = ::socket(AF_UNIX, SOCK_STREAM, 0);
     bind(socket, reinterpret_cast<sockaddr const*>(&address), sizeof address);
@@ -203,9 +203,7 @@ TEST_F(WriteFile, AnotherUsersFileThatTheCallerMayNotGiveAwayStays) {
       chmod(dir_.path().c_str(), 0711) != 0)
     GTEST_SKIP() << "cannot act as two other users here";
   int const status = qx::test::in_child([&file] {
-    if (setgroups(0, nullptr) != 0 || setresgid(4322, 4322, 4322) != 0 ||
-        setresuid(4322, 4322, 4322) != 0)
-      return 3;
+    if (!qx::test::become_user(4322)) return 3;
     std::string const what = qx::test::what_of<std::system_error>([&file] {
       writeInputFile(utf8_to_ustring(file), {{u"k", u"new"}});
     });

@@ -1,7 +1,6 @@
 #include "install/cpputil/logger.hpp"
 
 #include <fcntl.h>
-#include <grp.h>
 #include <signal.h>
 #include <sys/resource.h>
 #include <sys/wait.h>
@@ -41,12 +40,6 @@ struct InFolder {
   InFolder& operator=(InFolder const&) = delete;
   fs::path const previous = fs::current_path();
 };
-
-// Acts as another user, `uid`, for the rest of a child process; false when it may not.
-bool become(uid_t uid) {
-  return setgroups(0, nullptr) == 0 && setresgid(uid, uid, uid) == 0 &&
-         setresuid(uid, uid, uid) == 0;
-}
 
 class LoggerTest : public testing::Test {
  protected:
@@ -307,7 +300,7 @@ TEST_F(LoggerTest, AnEntryInALogTheCallerCannotReadStandsApart) {
       chmod(dir_.path().c_str(), 0711) != 0)
     GTEST_SKIP() << "cannot give a file to another user here";
   int const status = in_child([&log] {
-    if (!become(4321)) return 3;
+    if (!qx::test::become_user(4321)) return 3;
     Logger const destination(log);
     logger::append_message(std::string("next"));
     logger::append_message(std::string("last"));

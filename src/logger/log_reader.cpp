@@ -1,8 +1,10 @@
 #include "install/cpputil/log_reader.hpp"
 
+#include <algorithm>
 #include <array>
 #include <bit>
 #include <charconv>
+#include <cmath>
 #include <cstring>
 #include <string_view>
 #include <utility>
@@ -82,6 +84,22 @@ std::uint64_t decimal(std::string_view text) {
   return value;
 }
 
+// "12.345" as end_run writes a duration: whole seconds, a '.', and digits of a fraction (the
+// C++ libraries of some systems read no floating-point number with from_chars).
+std::optional<double> seconds_of(std::string_view text) {
+  std::size_t const point = text.find('.');
+  std::string_view const whole = text.substr(0, point);
+  std::string_view const fraction =
+      point == std::string_view::npos ? std::string_view() : text.substr(point + 1);
+  auto const digits = [](std::string_view part) {
+    return part.size() <= 15 &&
+           std::all_of(part.begin(), part.end(), [](char c) { return c >= '0' && c <= '9'; });
+  };
+  if (whole.empty() || !digits(whole) || !digits(fraction)) return std::nullopt;
+  return static_cast<double>(decimal(whole)) +
+         static_cast<double>(decimal(fraction)) / std::pow(10.0, fraction.size());
+}
+
 void read_run_start(LogEntry& entry) {
   LoggedRunStart& start = entry.run_start;
   log_text::for_each_line(entry.message, [&start](std::string_view line) {
@@ -109,9 +127,7 @@ void read_run_end(LogEntry& entry) {
       end.outcome = line.substr(run_ended.size());
     } else if (line.starts_with("duration: ")) {
       line.remove_prefix("duration: "sv.size());
-      double seconds = 0;
-      if (std::from_chars(line.data(), line.data() + line.size(), seconds).ec == std::errc())
-        end.duration_s = seconds;
+      end.duration_s = seconds_of(line.substr(0, line.find(' ')));
     } else if (line.starts_with("lost entries: ")) {
       line.remove_prefix("lost entries: "sv.size());
       end.lost_entries = decimal(line);

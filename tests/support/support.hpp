@@ -78,6 +78,9 @@ struct Deadline {
   ~Deadline() { alarm(0); }
 };
 
+/// Acts as the user and group `id`, with no other group, for the rest of the process (call it in
+/// a child: in_child); false when it may not (not root).
+[[nodiscard]] bool become_user(unsigned id);
 /// Runs `body` in a forked child, which exits with what `body` returns (1 when it throws), and
 /// returns the child's wait status.
 [[nodiscard]] int in_child(std::function<int()> const& body);
