@@ -105,4 +105,17 @@ effect apply_line(PropertyMap& properties, std::string_view line, PropertyMap::i
   return effect::appended;
 }
 
+bool encoding_sniffer::add(std::string_view line) {
+  if (!first_) head_.push_back('\n');
+  first_ = false;
+  head_.append(line.substr(0, head_size - std::min(head_size, head_.size())));
+  return head_.size() >= head_size;
+}
+
+fl::text::encoding encoding_sniffer::decide() {
+  fl::text::encoding const form = fl::text::sniff_encoding(head_);
+  head_ = std::string();
+  return form;
+}
+
 }  // namespace install::cpputil::input_lines

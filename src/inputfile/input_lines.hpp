@@ -9,6 +9,7 @@
 #include <string_view>
 
 #include "fl/filesystem.hpp"
+#include "fl/text.hpp"
 #include "install/cpputil/input_file_parser.hpp"
 
 namespace install::cpputil::input_lines {
@@ -59,6 +60,21 @@ effect apply_line(PropertyMap& properties, std::string_view line,
 
 /// Replaces every '_' by a blank.
 void remove_underscores(ustring& text);
+
+/// The first bytes of a file read line by line, until they tell its encoding
+/// (fl::text::sniff_encoding): the lines are joined with the line feeds they were read without.
+class encoding_sniffer {
+ public:
+  /// Takes the next physical line until enough bytes are in; true once they are.
+  bool add(std::string_view line);
+  /// The encoding the bytes taken tell (called at the end of a short file too); frees them.
+  [[nodiscard]] fl::text::encoding decide();
+
+ private:
+  static constexpr std::size_t head_size = 256;
+  std::string head_;
+  bool first_ = true;
+};
 
 /// Hands every physical line of the file, without its line feed, to `line` in file order,
 /// opening it once. Throws std::runtime_error "input file does not exist!" for a missing file

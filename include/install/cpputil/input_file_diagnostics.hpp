@@ -38,12 +38,26 @@ struct InputFileDiagnostic {
   friend bool operator==(InputFileDiagnostic const&, InputFileDiagnostic const&) = default;
 };
 
+/// A line of an input file: its number (1-based, counting every physical line) and its text,
+/// trimmed as the parser reads it.
+struct InputFileLine {
+  std::size_t line = 0;
+  std::string text;
+
+  /// Equal when every field is.
+  friend bool operator==(InputFileLine const&, InputFileLine const&) = default;
+};
+
 /// An input file read with diagnostics.
 struct InputFileReport {
   /// Exactly what InputFileParser::parse returns for the same file.
   PropertyMap properties;
   /// Every finding, ordered by line (findings of one line in the order they were made).
   std::vector<InputFileDiagnostic> diagnostics;
+  /// Every line that holds content (neither blank nor a comment) but changes nothing in the map,
+  /// in file order, each with an error finding that says why: what a file written from the map
+  /// lacks. Empty for a file that is not UTF-8 (its one finding says so).
+  std::vector<InputFileLine> ignored;
   /// The errno of the open or read that failed when the file could not be read, or not to
   /// its end (the unreadable-file finding says so in words); 0 when it was read whole.
   int error = 0;
@@ -86,12 +100,12 @@ struct InputFileDiagnosticCode {
 /// read before the failure).
 ///
 /// The codes, as inputFileDiagnosticCodes() lists them with their severity and meaning:
-/// `not-utf8`, `unreadable-file`, `byte-order-mark`, `stray-byte-order-mark`, `invalid-utf8`,
-/// `carriage-return-line-end`, `carriage-return`, `ignored-line`, `section-header`,
-/// `colon-separator`, `empty-key`, `list-key-assignment`, `list-line-ignored`,
-/// `empty-list-entry`, `duplicate-key`, `bracket-in-key`, `comment-in-value`, `rule-failed`,
-/// `quoted-value`, `trailing-text`, `unknown-key`, `unknown-rule`, `unmatchable-rule-key`,
-/// `missing-key`.
+/// `not-utf8`, `unreadable-file`, `not-an-answer-file`, `byte-order-mark`,
+/// `stray-byte-order-mark`, `invalid-utf8`, `carriage-return-line-end`, `carriage-return`,
+/// `ignored-line`, `foreign-comment`, `section-header`, `colon-separator`, `empty-key`,
+/// `list-key-assignment`, `list-line-ignored`, `empty-list-entry`, `duplicate-key`,
+/// `bracket-in-key`, `unlikely-key`, `comment-in-value`, `rule-failed`, `quoted-value`,
+/// `trailing-text`, `unknown-key`, `unknown-rule`, `unmatchable-rule-key`, `missing-key`.
 [[nodiscard]] QX_CPPUTIL_API InputFileReport
 checkInputFile(ustring const& fileName, std::map<std::string, std::string> const& rules = {});
 
