@@ -19,7 +19,8 @@ fail() { echo "FAIL: $*" && failures=$((failures + 1)); }
 unescape() { [[ $1 == '\e' ]] || printf '%b' "$1"; }
 contains() { grep -qF -- "$2" "$1" || fail "$1 does not contain [$2]: $(cat "$1" 2>&1)"; }
 
-# run_row CASE ARGS STATUS STDOUT STDERR ENV: one row of the table.
+# run_row CASE ARGS STATUS STDOUT STDERR ENV: one row of the table; stderr must hold the text,
+# and as many lines.
 run_row() {
   local field fields args=() env=(-u LC_ALL -u LC_MESSAGES -u LANG) out code err
   IFS='|' read -r -a fields <<<"$2"
@@ -31,8 +32,8 @@ run_row() {
   [[ $out == "$(unescape "$4")" ]] || fail "$1: printed [$out], expected [$4]"
   if [[ $5 == '\e' ]]; then
     [[ -z $err ]] || fail "$1: wrote to stderr: $err"
-  elif [[ $err != *"$(unescape "$5")"* || $(wc -l <"$work/stderr") != 1 ]]; then
-    fail "$1: said [$err], expected one line with [$5]"
+  elif [[ $err != *"$(unescape "$5")"* || $(wc -l <"$work/stderr") != $(($(unescape "$5" | wc -l) + 1)) ]]; then
+    fail "$1: said [$err], expected as many lines, holding [$5]"
   fi
 }
 
@@ -73,7 +74,10 @@ check_check() { # the README's table and the header's list name exactly the code
   [[ $header == "$codes" ]] || fail "the header's codes differ: $(diff <(echo "$header") <(echo "$codes") | tr '\n' ' ')"
   "$qx" check --codes --json | grep -c '"meaning": ' | grep -qx "$(wc -l <<<"$codes")" || fail "check --codes --json"
 }
-setup_write() { cp "$(dirname "$table")/../../examples/rules.txt" readme-rules.txt; }
+setup_write() { # text in other encodings than UTF-8, which git would hold awkwardly
+  cp "$(dirname "$table")/../../examples/rules.txt" readme-rules.txt
+  printf '\xff\xfem\0o\0d\0e\0=\0a\0\r\0\n\0' >utf16.txt && printf 'name = caf\xe9\n' >latin1.txt
+}
 check_write() { # the template checks clean; the canonical form reads back equal; --to writes the same
   "$qx" template --rules readme-rules.txt >template.txt || fail "template exited $?"
   "$qx" check template.txt --rules readme-rules.txt --strict >/dev/null || fail "template: $?"
@@ -83,6 +87,10 @@ check_write() { # the template checks clean; the canonical form reads back equal
   "$qx" rewrite in.txt --withhold license_key | cmp -s - canonical-out.txt || fail "rewrite --to: another text"
   [[ $(stat -c %a canonical-out.txt) == 600 ]] || fail "rewrite --to made mode $(stat -c %a canonical-out.txt)"
   "$qx" rewrite in.txt --to in.txt && cmp -s in.txt canonical.txt || fail "rewrite --to FILE itself"
+  local file && for file in broken.txt latin1.txt; do # refused: the evidence stays
+    cp "$file" before.txt && "$qx" rewrite "$file" --to "$file" --force="$([[ $file == latin1.txt ]] && echo true || echo false)" 2>/dev/null
+    cmp -s "$file" before.txt || fail "rewrite of $file replaced it"
+  done
 }
 
 setup_hostile() { # what git cannot hold: names that are not UTF-8, and a FIFO
