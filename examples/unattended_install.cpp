@@ -90,7 +90,8 @@ int walk(std::filesystem::path const& input, std::filesystem::path const& rules_
     say("InputFileParser::parse() kept " + std::to_string(map.size()) +
         " properties: comments and blank lines dropped, keys");
     say("lower-cased, product./platform. lines gathered into lists.");
-    cpputil::RulesFile const rules_read = cpputil::readRulesFile(utf8_to_ustring(rules_file.string()));
+    cpputil::RulesFile const rules_read =
+        cpputil::readRulesFile(utf8_to_ustring(rules_file.string()));
     if (!rules_read.findings.empty())
       throw std::runtime_error(rules_file.string() + ":" +
                                std::to_string(rules_read.findings.front().line) + ": " +

@@ -13,6 +13,7 @@
 #include "inputfile/input_lines.hpp"
 #include "inputfile/rule_kinds.hpp"
 #include "inputfile/suggestion.hpp"
+#include "inputfile/text_check.hpp"
 
 namespace install::cpputil {
 namespace {
@@ -484,6 +485,18 @@ InputFileReport checkInputFile(ustring const& fileName,
   int const error =
       lines::read_lines(fileName, [&reader](std::string_view line) { reader.read_line(line); });
   if (error != 0) reader.unreadable(error);
+  return std::move(reader).finish();
+}
+
+InputFileReport text_check::check_text(std::string_view text,
+                                       std::map<std::string, std::string> const& rules) {
+  Reader reader(rules);
+  // Lines as a file's are read: split at line feeds, a last one without a line feed included.
+  while (!text.empty()) {
+    std::size_t const end = std::min(text.find('\n'), text.size());
+    reader.read_line(text.substr(0, end));
+    text.remove_prefix(std::min(end + 1, text.size()));
+  }
   return std::move(reader).finish();
 }
 

@@ -51,8 +51,8 @@ RulesFile readRulesFile(ustring const& fileName) {
   }
   if (fl::text::encoding const form = sniffer.decide(); form != fl::text::encoding::utf8) {
     file.rules.clear();
-    file.findings.assign(1, {0, "the file is " + std::string(fl::text::name_of(form)) +
-                                    " text; save it as UTF-8"});
+    file.findings.assign(
+        1, {0, "the file is " + std::string(fl::text::name_of(form)) + " text; save it as UTF-8"});
   }
   if ((file.error = in.error()) != 0)
     file.findings.insert(file.findings.begin(),

@@ -3,8 +3,8 @@
 #include <system_error>
 #include <utility>
 
-#include "escape.hpp"
 #include <iostream>
+#include "escape.hpp"
 
 #include "diagnostic_text.hpp"
 #include "fl/filesystem.hpp"
@@ -57,8 +57,8 @@ std::map<std::string, std::string> read_rules(std::string const& path, std::stri
   if (file.findings.empty()) return std::move(file.rules);
   // Every mistake, one a line; the last ends the command.
   auto const text = [&path](install::cpputil::RulesFileFinding const& found) {
-    return tools::excerpt(path) + (found.line == 0 ? "" : ":" + std::to_string(found.line)) +
-           ": " + found.message;
+    return tools::excerpt(path) + (found.line == 0 ? "" : ":" + std::to_string(found.line)) + ": " +
+           found.message;
   };
   for (std::size_t i = 0; i + 1 < file.findings.size(); ++i)
     std::cerr << command << ": " << tools::escaped(text(file.findings[i])) << '\n';

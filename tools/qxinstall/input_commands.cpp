@@ -92,7 +92,8 @@ Handler setup_check(CLI::App& app) {
       write_codes(std::cout, options->json);
       return exit_ok;
     }
-    auto const report = check_input_file(options->file, read_rules(options->rules, "qxinstall check"));
+    auto const report =
+        check_input_file(options->file, read_rules(options->rules, "qxinstall check"));
     options->json ? tools::write_diagnostics_json(std::cout, report.diagnostics)
                   : tools::write_diagnostics_text(std::cout, options->file, report.diagnostics);
     bool const failed = std::any_of(

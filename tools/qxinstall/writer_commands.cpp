@@ -49,7 +49,8 @@ Handler setup_template(CLI::App& app) {
       "Prints a commented answer file with one entry per rule: a strval key set to its first\n"
       "allowed value, every other key commented out with a placeholder.");
   return [options] {
-    std::string const text = cpputil::inputFileTemplate(read_rules(options->rules, "qxinstall template"));
+    std::string const text =
+        cpputil::inputFileTemplate(read_rules(options->rules, "qxinstall template"));
     if (options->to.empty())
       std::cout << text;
     else
@@ -61,10 +62,9 @@ Handler setup_template(CLI::App& app) {
 // Without --force, a file with errors is refused, every error listed; with it, every line the
 // rewrite leaves out is named. Both on stderr, one a line.
 void refuse_errors(std::string const& file, cpputil::InputFileReport const& report, bool force) {
-  std::size_t const errors = static_cast<std::size_t>(
-      std::count_if(report.diagnostics.begin(), report.diagnostics.end(), [](auto const& found) {
-        return found.severity == cpputil::DiagnosticSeverity::error;
-      }));
+  std::size_t const errors = static_cast<std::size_t>(std::count_if(
+      report.diagnostics.begin(), report.diagnostics.end(),
+      [](auto const& found) { return found.severity == cpputil::DiagnosticSeverity::error; }));
   std::string const name = tools::escaped(file);
   if (errors == 0 || force) {
     for (auto const& dropped : report.ignored)
