@@ -91,8 +91,12 @@ struct InputFileDiagnosticCode {
 /// rule (with the one nearest rule key, if any: blanks, hyphens and underscores are ignored,
 /// case too, and a swap of neighbouring letters is one edit), rules of an unknown kind, rule
 /// keys missing from the file, and rule keys that no input key can equal (upper-case ASCII
-/// letters, whitespace at an end). Suggestions take time linear in the key's length per rule
-/// key of about its length. Writes nothing to the installation log and traces nothing.
+/// letters, whitespace at an end). Rule keys are indexed when there are many, so that a key's
+/// suggestion takes time that grows with its length, not with the number of rule keys that
+/// share its letters (keys of more than 20 bytes are compared with each rule key of about their
+/// length). When most lines of the file are ignored (at least 5, and more than half), the first
+/// finding says the file does not look like an answer file. Writes nothing to the installation
+/// log and traces nothing.
 /// Throws std::runtime_error "input file does not exist!" for a missing file or an empty name,
 /// as parse does. A file that cannot be opened (not a regular file, no permission), or whose
 /// read fails part-way, gives an unreadable-file error on line 0 with the system's reason, and
