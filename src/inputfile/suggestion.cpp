@@ -224,8 +224,8 @@ std::string_view Candidates::nearest(std::string_view word) const {
     std::for_each(first, end, consider);
     return count == 1 ? found : std::string_view();
   }
-  std::for_each(std::clamp(words_.begin() + static_cast<std::ptrdiff_t>(indexed_), first, end),
-                end, consider);
+  std::for_each(std::clamp(words_.begin() + static_cast<std::ptrdiff_t>(indexed_), first, end), end,
+                consider);
   // Each text made from the form asked for once, with the fewest deletions that make it.
   std::vector<std::uint64_t> asked;
   each_deletion(form, allowed, [&asked](std::uint64_t hash, std::size_t deleted) {
