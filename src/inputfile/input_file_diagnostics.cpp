@@ -1,6 +1,7 @@
 #include "install/cpputil/input_file_diagnostics.hpp"
 
 #include <algorithm>
+#include <array>
 #include <numeric>
 #include <optional>
 #include <string_view>
@@ -75,7 +76,16 @@ std::optional<std::string_view> section_name(std::string_view text) {
 
 // Characters no installer key holds but lines of other formats do: a blank between words, a
 // quote, a path's slash.
-constexpr std::string_view unlikely_in_key = " \t\"'`/\\";
+// What a byte of a key says of its line: a bracket (a list or a section was meant), or a
+// character no installer key holds but lines of other formats do (a blank between words, a
+// quote, a path's slash). One table, so that a key is read once, a byte at a time.
+enum key_byte : unsigned char { plain = 0, bracket = 1, unlikely = 2 };
+constexpr std::array<unsigned char, 256> key_bytes = [] {
+  std::array<unsigned char, 256> table{};
+  for (unsigned char const c : std::string_view("[]")) table[c] = bracket;
+  for (unsigned char const c : std::string_view(" \t\"'`/\\")) table[c] = unlikely;
+  return table;
+}();
 
 // Most lines ignored, and at least this many: the file is of another format.
 constexpr std::size_t foreign_format_lines = 5;
@@ -297,19 +307,26 @@ class Reader {
   // Characters in the key before `separator` that say the line was meant otherwise.
   void key_shape(std::string_view text, std::size_t separator, ustring const& key) {
     std::string_view const written = lines::trim(text.substr(0, separator));
-    if (std::size_t const bracket = written.find_first_of("[]"); bracket != npos)
-      add(column(written.data() + bracket), row("bracket-in-key"),
+    char const* first[3] = {nullptr, nullptr, nullptr};
+    unsigned seen = 0;
+    for (char const& c : written) {
+      unsigned const kind = key_bytes[static_cast<unsigned char>(c)];
+      if ((kind & ~seen) != 0) first[kind] = &c;
+      seen |= kind;
+    }
+    if (first[bracket] != nullptr)
+      add(column(first[bracket]), row("bracket-in-key"),
           "key " + quoted(ustring_to_utf8(key)) +
               " holds '[' or ']': it is an ordinary key, neither a list nor a section; list "
               "entries are written as product.<name> or platform.<name>");
-    std::size_t const odd = written.find_first_of(unlikely_in_key);
-    if (odd == npos) return;
-    char const c = written[odd];
+    char const* const odd = first[unlikely];
+    if (odd == nullptr) return;
+    char const c = *odd;
     std::string const what = c == ' '                ? "a blank"
                              : c == '\t'             ? "a tab"
                              : c == '/' || c == '\\' ? "a slash"
                                                      : "a quote";
-    add(column(written.data() + odd), row("unlikely-key"),
+    add(column(odd), row("unlikely-key"),
         "key " + quoted(ustring_to_utf8(key)) + " holds " + what +
             ": installer keys are single words, so this line is likely of another format; "
             "write key = value, such as installmode = typical");

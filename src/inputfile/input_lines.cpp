@@ -43,20 +43,6 @@ bool is_list_key(std::u16string_view key) {
 
 }  // namespace
 
-std::string_view ltrim(std::string_view text) noexcept {
-  auto const first = std::find_if_not(text.begin(), text.end(), is_whitespace<char>);
-  return text.substr(static_cast<std::size_t>(first - text.begin()));
-}
-
-std::string_view rtrim(std::string_view text) noexcept {
-  auto const last = std::find_if_not(text.rbegin(), text.rend(), is_whitespace<char>);
-  return text.substr(0, static_cast<std::size_t>(text.rend() - last));
-}
-
-std::string_view trim(std::string_view text) noexcept {
-  return rtrim(ltrim(text));
-}
-
 std::string_view value_text(std::string_view line, std::size_t separator) noexcept {
   auto const start = line.find_first_not_of(line[separator], separator);
   return start == std::string_view::npos ? std::string_view() : trim(line.substr(start));

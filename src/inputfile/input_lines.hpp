@@ -25,12 +25,22 @@ template <class Char>
 /// Keys whose values are lists, tried in this order on lines without '='.
 inline constexpr std::array<std::string_view, 2> list_keys{"product", "platform"};
 
-/// `text` without leading whitespace.
-[[nodiscard]] std::string_view ltrim(std::string_view text) noexcept;
+/// `text` without leading whitespace. (Inline: parse calls the trims three times a line.)
+[[nodiscard]] inline std::string_view ltrim(std::string_view text) noexcept {
+  std::size_t first = 0;
+  while (first < text.size() && is_whitespace(text[first])) ++first;
+  return text.substr(first);
+}
 /// `text` without trailing whitespace.
-[[nodiscard]] std::string_view rtrim(std::string_view text) noexcept;
+[[nodiscard]] inline std::string_view rtrim(std::string_view text) noexcept {
+  std::size_t end = text.size();
+  while (end > 0 && is_whitespace(text[end - 1])) --end;
+  return text.substr(0, end);
+}
 /// `text` without whitespace at either end.
-[[nodiscard]] std::string_view trim(std::string_view text) noexcept;
+[[nodiscard]] inline std::string_view trim(std::string_view text) noexcept {
+  return rtrim(ltrim(text));
+}
 /// The value of an assignment or list line whose separator ('=' or '.') is at `separator`:
 /// the text after the run of that separator, trimmed; empty (and without position) when none.
 [[nodiscard]] std::string_view value_text(std::string_view line, std::size_t separator) noexcept;

@@ -6,6 +6,7 @@
 #include <unistd.h>
 #include <cerrno>
 #include <cstdlib>
+#include <cstring>
 #include <filesystem>
 #include <mutex>
 #include <stdexcept>
@@ -177,6 +178,24 @@ class file_buffer : public std::streambuf {
     int const byte = posix::read_byte_at(fd_, size_ - 1);
     if (byte < 0) return std::nullopt;
     return static_cast<char>(byte);
+  }
+
+  // Reads the next line into `line` as std::getline would (split at '\n', which is dropped; a
+  // last line without one is a line too), straight from the buffer: no stream state is kept.
+  // False when no byte was left, at the end of the file or after a read that failed.
+  bool next_line(std::string& line) {
+    line.clear();
+    bool any = false;
+    while (!traits_type::eq_int_type(sgetc(), traits_type::eof())) {
+      any = true;
+      auto const available = static_cast<std::size_t>(egptr() - gptr());
+      auto const* const end = static_cast<char const*>(std::memchr(gptr(), '\n', available));
+      std::size_t const taken = end == nullptr ? available : static_cast<std::size_t>(end - gptr());
+      line.append(gptr(), taken);
+      gbump(static_cast<int>(end == nullptr ? taken : taken + 1));  // at most input_size
+      if (end != nullptr) break;
+    }
+    return any;
   }
 
   // Writes what is pending and puts it on the disk; false when either fails.
@@ -370,7 +389,8 @@ int basic_ifstream<char>::error() const noexcept {
 line_reader::line_reader(basic_path const& path) : in_(path) {}
 
 bool line_reader::next(std::string& line) {
-  return static_cast<bool>(std::getline(in_, line));
+  // What std::getline does, without a sentry and a stream state per line.
+  return static_cast<detail::file_buffer*>(in_.rdbuf())->next_line(line);
 }
 
 bool line_reader::is_open() const noexcept {
