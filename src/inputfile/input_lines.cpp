@@ -20,9 +20,9 @@ bool holds_key_then_dot(std::string_view line, std::string_view key) noexcept {
 ustring key_before(std::string_view line, std::size_t separator) {
   ustring key;
   fl::i18n::append_utf16(key, trim(line.substr(0, separator)));
-  for (char16_t& c : key) {
-    if (c >= u'A' && c <= u'Z') c = static_cast<char16_t>(c - u'A' + u'a');
-  }
+  // Without a branch, so that the compiler lowers eight code units at a time.
+  for (char16_t& c : key)
+    c = static_cast<char16_t>(c + (static_cast<char16_t>(c - u'A') < 26 ? u'a' - u'A' : 0));
   return key;
 }
 
@@ -53,11 +53,6 @@ std::string ascii_lower(std::string_view text) {
   std::string out(text);
   classic.tolower(out.data(), out.data() + out.size());
   return out;
-}
-
-bool is_content(std::string_view line) noexcept {
-  if (!line.empty() && line.front() == '#') return false;
-  return !std::all_of(line.begin(), line.end(), is_whitespace<char>);
 }
 
 bool holds_list_marker(std::string_view line) noexcept {

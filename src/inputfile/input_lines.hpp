@@ -47,7 +47,12 @@ inline constexpr std::array<std::string_view, 2> list_keys{"product", "platform"
 /// A copy with 'A'..'Z' lowered (the classic locale's tolower), whatever locale is set.
 [[nodiscard]] std::string ascii_lower(std::string_view text);
 /// False for "", for whitespace-only text and for text whose first byte is '#'.
-[[nodiscard]] bool is_content(std::string_view line) noexcept;
+[[nodiscard]] inline bool is_content(std::string_view line) noexcept {
+  if (!line.empty() && line.front() == '#') return false;
+  for (char const c : line)
+    if (!is_whitespace(c)) return true;
+  return false;
+}
 /// Whether `line` holds a list key directly followed by '.' ("product." or "platform.",
 /// case-sensitive): a line without '=' is a list line exactly then.
 [[nodiscard]] bool holds_list_marker(std::string_view line) noexcept;
