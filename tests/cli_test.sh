@@ -61,7 +61,10 @@ check_usage() { # a command's help must never pass for its success, whatever the
   contains help.txt 'Exit status: 0 success, 1 a check failed, 2 a usage or input error.'
 }
 
-setup_check() { printf 'mode silent\n' >$'two\nlines.txt'; } # what git would hold awkwardly
+setup_check() { # what git would hold awkwardly
+  printf 'mode silent\n' >$'two\nlines.txt'
+  printf '\xff\xfep\0o\0r\0t\0=\0i\0n\0t\0v\0a\0l\0\n\0' >utf16-rules.txt
+}
 check_check() { # the README's table and the header's list name exactly the codes of the table
   local root codes readme header
   root=$(dirname "$table")/../..
