@@ -54,13 +54,13 @@ struct InputFileReport {
   PropertyMap properties;
   /// Every finding, ordered by line (findings of one line in the order they were made).
   std::vector<InputFileDiagnostic> diagnostics;
+  /// The errno of the open or read that failed when the file could not be read, or not to
+  /// its end (the unreadable-file finding says so in words); 0 when it was read whole.
+  int error = 0;
   /// Every line that holds content (neither blank nor a comment) but changes nothing in the map,
   /// in file order, each with an error finding that says why: what a file written from the map
   /// lacks. Empty for a file that is not UTF-8 (its one finding says so).
   std::vector<InputFileLine> ignored;
-  /// The errno of the open or read that failed when the file could not be read, or not to
-  /// its end (the unreadable-file finding says so in words); 0 when it was read whole.
-  int error = 0;
 
   /// Equal when every field is.
   friend bool operator==(InputFileReport const&, InputFileReport const&) = default;
