@@ -30,18 +30,22 @@ std::string write_file(std::string const& name, std::string const& content) {
   return path;
 }
 
+// A file of `count` lines, line i made by the printf format `format` from i and i % 977 (a
+// format may use the first only).
+ustring numbered_file(std::string const& name, int count, char const* format) {
+  std::string content;
+  std::array<char, 64> line{};
+  for (int i = 0; i < count; ++i) {
+    int const n = std::snprintf(line.data(), line.size(), format, i, i % 977);
+    content.append(line.data(), static_cast<std::size_t>(n));
+  }
+  return fl::i18n::utf8_to_ustring(write_file(name, content));
+}
+
 // 1,000,000 answers whose keys no rule names, as a generated answer file has them.
 ustring const& many_keys() {
-  static ustring const name = [] {
-    std::string content;
-    std::array<char, 64> line{};
-    for (int i = 0; i < 1'000'000; ++i) {
-      int const n = std::snprintf(line.data(), line.size(),
-                                  "installOption_%07d = /opt/quillford/R2026a/%d\n", i, i % 977);
-      content.append(line.data(), static_cast<std::size_t>(n));
-    }
-    return fl::i18n::utf8_to_ustring(write_file("many_keys.txt", content));
-  }();
+  static ustring const name =
+      numbered_file("many_keys.txt", 1'000'000, "installOption_%07d = /opt/quillford/R2026a/%d\n");
   return name;
 }
 
@@ -103,15 +107,7 @@ Rules const& long_rule() {
 
 // 16,000 answers installoption_00000 ... installoption_15999, none with a rule.
 ustring const& similar_keys() {
-  static ustring const name = [] {
-    std::string content;
-    std::array<char, 64> line{};
-    for (int i = 0; i < 16'000; ++i) {
-      int const n = std::snprintf(line.data(), line.size(), "installoption_%05d = x\n", i);
-      content.append(line.data(), static_cast<std::size_t>(n));
-    }
-    return fl::i18n::utf8_to_ustring(write_file("similar_keys.txt", content));
-  }();
+  static ustring const name = numbered_file("similar_keys.txt", 16'000, "installoption_%05d = x\n");
   return name;
 }
 

@@ -62,14 +62,15 @@ inline void add_time_row(int order, std::string label, std::string ours, std::st
 /// `counter`, measured in turn with it.
 inline void add_paired_row(int order, std::string label, std::string ours,
                            std::string baseline_label, std::string counter, Target target = {}) {
-  Row row;
-  row.order = order;
-  row.label = std::move(label);
-  row.ours = std::move(ours);
-  row.baseline_label = std::move(baseline_label);
-  row.counter = std::move(counter);
-  row.target = std::move(target);
-  add_row(std::move(row));
+  add_row({.order = order,
+           .label = std::move(label),
+           .ours = std::move(ours),
+           .baseline_label = std::move(baseline_label),
+           .baseline = {},
+           .target = std::move(target),
+           .heap = false,
+           .counter = std::move(counter),
+           .baseline_bytes = {}});
 }
 /// Adds a row comparing the counter `counter` (bytes) of the benchmark `ours` with
 /// `baseline_bytes()`.
