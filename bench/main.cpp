@@ -20,17 +20,27 @@ namespace {
 using qx::bench::Row;
 using qx::bench::Target;
 
-// What one benchmark measured: the time per iteration of each repetition (CPU time, or wall
-// time for benchmarks marked UseRealTime), and its counters. The fastest repetition stands
+// What one benchmark measured: the time per iteration of each repetition (CPU time, wall
+// time for benchmarks marked UseRealTime, or the time a benchmark measured itself), and its
+// counters, the largest of each and those of every repetition. The fastest repetition stands
 // for the benchmark: load from other processes on the machine only ever adds time.
 struct Measured {
   std::vector<double> ns;
+  std::vector<std::map<std::string, double>> counters_by_run;  // beside ns
   std::map<std::string, double> counters;
   bool wall = false;
   std::string error;
 
   [[nodiscard]] double time_ns() const {
     return ns.empty() ? -1 : *std::min_element(ns.begin(), ns.end());
+  }
+  // The counter `name` of the fastest repetition.
+  [[nodiscard]] double fastest_run_counter(std::string const& name) const {
+    if (ns.empty()) return -1;
+    auto const& run = counters_by_run[static_cast<std::size_t>(
+        std::min_element(ns.begin(), ns.end()) - ns.begin())];
+    auto const found = run.find(name);
+    return found == run.end() ? -1 : found->second;
   }
 };
 
@@ -91,13 +101,16 @@ class TableReporter final : public benchmark::BenchmarkReporter {
       std::string const name = run.run_name.str();
       Measured& m = measured_[name];
       m.wall = run.run_name.time_type == "real_time";
+      bool const manual = run.run_name.time_type == "manual_time";
       if (run.error_occurred) {
         m.error = run.error_message;
         continue;
       }
       if (run.run_type == Run::RT_Aggregate) continue;  // mean, median... of the same runs
-      double const value = m.wall ? run.GetAdjustedRealTime() : run.GetAdjustedCPUTime();
+      double const value = m.wall || manual ? run.GetAdjustedRealTime() : run.GetAdjustedCPUTime();
       m.ns.push_back(to_ns(value, run.time_unit));
+      auto& by_run = m.counters_by_run.emplace_back();
+      for (auto const& [counter, figure] : run.counters) by_run[counter] = figure.value;
       for (auto const& [counter, figure] : run.counters) {
         double& kept = m.counters.try_emplace(counter, -1.0).first->second;
         kept = std::max(kept, figure.value);
@@ -128,7 +141,8 @@ class TableReporter final : public benchmark::BenchmarkReporter {
   void print_row(std::ostream& out, Row const& row) const {
     Measured const* const ours = find(row.ours);
     Measured const* const base = row.baseline.empty() ? nullptr : find(row.baseline);
-    if (ours == nullptr || (!row.heap && !row.baseline.empty() && base == nullptr))
+    if (ours == nullptr ||
+        (!row.heap && row.counter.empty() && !row.baseline.empty() && base == nullptr))
       return;  // filtered out on the command line
 
     double ours_value = 0;
@@ -141,6 +155,11 @@ class TableReporter final : public benchmark::BenchmarkReporter {
       base_value = row.baseline_bytes ? row.baseline_bytes() : -1;
       ours_text = format_bytes(ours_value);
       base_text = format_bytes(base_value);
+    } else if (!row.counter.empty()) {  // both timed in turn by one benchmark
+      ours_value = ours->time_ns();
+      base_value = ours->fastest_run_counter(row.counter);
+      ours_text = format_time(ours_value);
+      base_text = format_time(base_value);
     } else {
       ours_value = ours->time_ns();
       ours_text = format_time(ours_value) + (ours->wall ? " (wall)" : "");

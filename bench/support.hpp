@@ -28,7 +28,10 @@ struct Target {
 
 /// One line of the table: our benchmark beside its baseline, both by Google Benchmark run
 /// name ("BM_X" or "BM_X/real_time/threads:4"). A `heap` row compares the user counter
-/// `counter` of the ours benchmark (a number of bytes) with `baseline_bytes()` instead.
+/// `counter` of the ours benchmark (a number of bytes) with `baseline_bytes()` instead. A time
+/// row with a `counter` and no `baseline` takes the baseline's time from that counter of ours
+/// (nanoseconds per iteration, of the repetition whose time is ours): one benchmark that timed
+/// both in turn.
 struct Row {
   int order = 0;
   std::string label;
@@ -54,6 +57,20 @@ inline void add_time_row(int order, std::string label, std::string ours, std::st
   row.baseline = std::move(baseline);
   row.target = std::move(target);
   add_row(std::move(row));
+}
+/// Adds a row comparing the time of the benchmark `ours` with the time in its counter
+/// `counter`, measured in turn with it.
+inline void add_paired_row(int order, std::string label, std::string ours,
+                           std::string baseline_label, std::string counter, Target target = {}) {
+  add_row({.order = order,
+           .label = std::move(label),
+           .ours = std::move(ours),
+           .baseline_label = std::move(baseline_label),
+           .baseline = {},
+           .target = std::move(target),
+           .heap = false,
+           .counter = std::move(counter),
+           .baseline_bytes = {}});
 }
 /// Adds a row comparing the counter `counter` (bytes) of the benchmark `ours` with
 /// `baseline_bytes()`.

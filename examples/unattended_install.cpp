@@ -24,7 +24,6 @@
 #include "install/cpputil.hpp"
 #include "log_report.hpp"
 #include "property_map_text.hpp"
-#include "rules_file.hpp"
 
 namespace cpputil = install::cpputil;
 namespace logger = install::cpputil::logger;
@@ -96,8 +95,14 @@ int walk(std::filesystem::path const& input, std::filesystem::path const& rules_
     say("InputFileParser::parse() kept " + std::to_string(map.size()) +
         " properties: comments and blank lines dropped, keys");
     say("lower-cased, product./platform. lines gathered into lists.");
-    auto const report = cpputil::checkInputFile(utf8_to_ustring(input.string()),
-                                                qx::tools::read_rules_file(rules_file.string()));
+    cpputil::RulesFile const rules_read =
+        cpputil::readRulesFile(utf8_to_ustring(rules_file.string()));
+    if (!rules_read.findings.empty())
+      throw std::runtime_error(rules_file.string() + ":" +
+                               std::to_string(rules_read.findings.front().line) + ": " +
+                               rules_read.findings.front().message);
+    auto const& rules = rules_read.rules;
+    auto const report = cpputil::checkInputFile(utf8_to_ustring(input.string()), rules);
     say("checkInputFile() read it again with diagnostics: " +
         std::to_string(report.diagnostics.size()) + " findings, such as:");
     for (std::size_t i = 0; i < report.diagnostics.size() && i < 3; ++i) {
@@ -106,13 +111,8 @@ int walk(std::filesystem::path const& input, std::filesystem::path const& rules_
     }
 
     heading("3. Validate the answers");
-    auto const rules = qx::tools::read_rules_file(rules_file.string());
-    std::map<std::string, std::string> arguments;
-    for (auto const& [key, value] : map) {
-      if (auto const* single = std::get_if<ustring>(&value))
-        arguments.emplace(ustring_to_utf8(key), ustring_to_utf8(*single));
-    }
-    cpputil::validate_args(arguments, rules);  // throws on the first failure
+    auto const arguments = cpputil::toValidationArguments(map);  // single values; lists left out
+    cpputil::validate_args(arguments, rules);                    // throws on the first failure
     logger::append_message("All answers are valid");
     std::size_t checked = 0;
     for (auto const& entry : arguments) checked += rules.count(entry.first);

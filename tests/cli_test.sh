@@ -19,7 +19,8 @@ fail() { echo "FAIL: $*" && failures=$((failures + 1)); }
 unescape() { [[ $1 == '\e' ]] || printf '%b' "$1"; }
 contains() { grep -qF -- "$2" "$1" || fail "$1 does not contain [$2]: $(cat "$1" 2>&1)"; }
 
-# run_row CASE ARGS STATUS STDOUT STDERR ENV: one row of the table.
+# run_row CASE ARGS STATUS STDOUT STDERR ENV: one row of the table; stderr must hold the text,
+# and as many lines.
 run_row() {
   local field fields args=() env=(-u LC_ALL -u LC_MESSAGES -u LANG) out code err
   IFS='|' read -r -a fields <<<"$2"
@@ -31,8 +32,8 @@ run_row() {
   [[ $out == "$(unescape "$4")" ]] || fail "$1: printed [$out], expected [$4]"
   if [[ $5 == '\e' ]]; then
     [[ -z $err ]] || fail "$1: wrote to stderr: $err"
-  elif [[ $err != *"$(unescape "$5")"* || $(wc -l <"$work/stderr") != 1 ]]; then
-    fail "$1: said [$err], expected one line with [$5]"
+  elif [[ $err != *"$(unescape "$5")"* || $(wc -l <"$work/stderr") != $(($(unescape "$5" | wc -l) + 1)) ]]; then
+    fail "$1: said [$err], expected as many lines, holding [$5]"
   fi
 }
 
@@ -60,7 +61,10 @@ check_usage() { # a command's help must never pass for its success, whatever the
   contains help.txt 'Exit status: 0 success, 1 a check failed, 2 a usage or input error.'
 }
 
-setup_check() { printf 'mode silent\n' >$'two\nlines.txt'; } # what git would hold awkwardly
+setup_check() { # what git would hold awkwardly
+  printf 'mode silent\n' >$'two\nlines.txt'
+  printf '\xff\xfep\0o\0r\0t\0=\0i\0n\0t\0v\0a\0l\0\n\0' >utf16-rules.txt
+}
 check_check() { # the README's table and the header's list name exactly the codes of the table
   local root codes readme header
   root=$(dirname "$table")/../..
@@ -73,8 +77,9 @@ check_check() { # the README's table and the header's list name exactly the code
   [[ $header == "$codes" ]] || fail "the header's codes differ: $(diff <(echo "$header") <(echo "$codes") | tr '\n' ' ')"
   "$qx" check --codes --json | grep -c '"meaning": ' | grep -qx "$(wc -l <<<"$codes")" || fail "check --codes --json"
 }
-setup_write() {
+setup_write() { # text in other encodings than UTF-8, which git would hold awkwardly
   cp "$(dirname "$table")/../../examples/rules.txt" readme-rules.txt
+  printf '\xff\xfem\0o\0d\0e\0=\0a\0\r\0\n\0' >utf16.txt && printf 'name = caf\xe9\n' >latin1.txt
   mkfifo fifo && ln -s /proc/self/fd/1 out-link # what /dev/stdout is
 }
 check_write() { # the template checks clean; the canonical form reads back equal; --to writes the same
@@ -92,6 +97,10 @@ check_write() { # the template checks clean; the canonical form reads back equal
     expect 2 'it is a device, not a regular file' unshare -m sh -c \
       'mkdir dev && mount -t tmpfs tmpfs dev && mknod dev/full c 1 7 && exec "$0" rewrite in.txt --to dev/full' "$qx"
   fi
+  local file && for file in broken.txt latin1.txt; do # refused: the evidence stays
+    cp "$file" before.txt && "$qx" rewrite "$file" --to "$file" --force="$([[ $file == latin1.txt ]] && echo true || echo false)" 2>/dev/null
+    cmp -s "$file" before.txt || fail "rewrite of $file replaced it"
+  done
 }
 
 setup_report() { # an empty folder, and a fleet larger than the workers' window

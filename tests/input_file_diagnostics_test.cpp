@@ -1,6 +1,9 @@
 #include "install/cpputil/input_file_diagnostics.hpp"
 
+#include <random>
+
 #include "diagnostic_text.hpp"
+#include "inputfile/suggestion.hpp"
 #include "support/support.hpp"
 
 using namespace install::cpputil;
@@ -71,4 +74,35 @@ TEST_F(Diagnostics, SuggestsTheKeyMeantForTheSlipsPeopleMake) {
 TEST(DiagnosticsFile, AMissingFileThrowsAsParseDoes) {
   EXPECT_THAT([] { (void)checkInputFile(u"/no/such/answers.txt"); },
               testing::ThrowsMessage<std::runtime_error>("input file does not exist!"));
+}
+
+// The index finds what comparing every word finds. Words of a few letters, digits and
+// separators lie near one another; each set is asked once as it is (compared word by word) and
+// once among enough words of bytes no query holds to be indexed.
+TEST(Suggestions, TheIndexFindsWhatComparingEveryWordFinds) {
+  using install::cpputil::suggestion::Candidates;
+  std::mt19937 random(29);
+  auto const made = [&random](std::string_view bytes, std::size_t length) {
+    std::string word;
+    while (word.size() < length) word += bytes[random() % bytes.size()];
+    return word;
+  };
+  std::vector<std::string> others;
+  for (std::size_t length = 1; length <= Candidates::indexed_length + 4; ++length)
+    for (int n = 0; n < 64; ++n) others.push_back(made("\x80\x81\x82\x83\x84\x85\x86\x87", length));
+  int indexed = 0;
+  for (int round = 0; round < 100; ++round) {
+    std::vector<std::string> words(random() % 40 + 1);
+    for (auto& word : words) word = made("ab1_-", random() % (Candidates::indexed_length + 5) + 1);
+    std::vector<std::string_view> alone(words.begin(), words.end()),
+        among(others.begin(), others.end());
+    among.insert(among.end(), words.begin(), words.end());
+    Candidates const compared(alone), looked_up(among);
+    for (int n = 0; n < 40; ++n) {
+      std::string const word = made("abAB1_- ", random() % (Candidates::indexed_length + 5) + 1);
+      EXPECT_EQ(compared.nearest(word), looked_up.nearest(word)) << word;
+      indexed += word.size() > 3 && word.size() < Candidates::indexed_length ? 1 : 0;
+    }
+  }
+  EXPECT_GT(indexed, 2000);
 }

@@ -15,16 +15,6 @@ using detail::kIllFormed;
 
 constexpr char16_t kReplacement = u'\uFFFD';
 
-void push_code_point(ustring& out, char32_t cp) {
-  if (cp < 0x10000) {
-    out.push_back(static_cast<char16_t>(cp));
-  } else {
-    cp -= 0x10000;
-    out.push_back(static_cast<char16_t>(0xD800 + (cp >> 10)));
-    out.push_back(static_cast<char16_t>(0xDC00 + (cp & 0x3FF)));
-  }
-}
-
 void push_utf8(std::string& out, char32_t cp) {
   if (cp < 0x80) {
     out.push_back(static_cast<char>(cp));
@@ -46,26 +36,34 @@ void push_utf8(std::string& out, char32_t cp) {
 }  // namespace
 
 void append_utf16(ustring& out, std::string_view utf8) {
-  // No byte gives more than one code unit (a four-byte sequence gives two), so this is the
-  // most that can be needed, and exact for ASCII.
-  out.reserve(out.size() + utf8.size());
   auto const* p = reinterpret_cast<unsigned char const*>(utf8.data());
   auto const* const end = p + utf8.size();
+  // A leading run of ASCII, the usual text (often all of it), is widened as the string is made:
+  // one allocation, one pass.
+  auto const* const run_end = ascii_run_end(p, end);
+  if (out.empty())
+    out = ustring(p, run_end);
+  else
+    out.append(ustring(p, run_end));
+  p = run_end;
+  if (p == end) return;
+  // No byte gives more than one code unit (a four-byte sequence gives two), so this is the
+  // most the rest can need, and exact for ASCII.
+  out.reserve(out.size() + static_cast<std::size_t>(end - p));
   while (p != end) {
     if (*p < 0x80) {
-      // A run of ASCII, the usual text, is widened in one step.
-      auto const* const run_end = ascii_run_end(p, end);
-      std::size_t const start = out.size();
-      out.resize(start + static_cast<std::size_t>(run_end - p));
-      std::copy(p, run_end, out.begin() + static_cast<std::ptrdiff_t>(start));
-      p = run_end;
+      auto const* const ascii = ascii_run_end(p, end);
+      out.append(p, ascii);
+      p = ascii;
       continue;
     }
     decoded const step = decode(p, end);
-    if (step.code_point == kIllFormed) {
-      out.push_back(kReplacement);
+    char32_t const cp = step.code_point == kIllFormed ? kReplacement : step.code_point;
+    if (cp < 0x10000) {
+      out.push_back(static_cast<char16_t>(cp));
     } else {
-      push_code_point(out, step.code_point);
+      out.push_back(static_cast<char16_t>(0xD800 + ((cp - 0x10000) >> 10)));
+      out.push_back(static_cast<char16_t>(0xDC00 + ((cp - 0x10000) & 0x3FF)));
     }
     p = step.next;
   }

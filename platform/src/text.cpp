@@ -58,8 +58,13 @@ void append_code(std::string& out, char const* format, unsigned value) {
   out.append(code.data(), static_cast<std::size_t>(n));
 }
 
-// A C1 control is the only character above ASCII that a style escapes; shown with \u in every
-// style but nul, which leaves it.
+// Above ASCII, a style escapes only a C1 control and the byte-order mark (invisible, and
+// where it starts a key it changes the key); shown with \u in every style but nul, which
+// leaves them.
+constexpr bool shown_as_code(char32_t c) noexcept {
+  return is_control(c) || c == 0xFEFF;
+}
+
 void escape_code(std::string& out, char32_t c, escape_options const& options) {
   auto const ascii = static_cast<char>(c);
   switch (options.style) {
@@ -137,12 +142,12 @@ void escape_each(std::string& out, Source source, escape_options const& options)
       continue;
     }
     char32_t const c = source.take(out, options);
-    if (c != kIllFormed && is_control(c) && !keep_c1) escape_code(out, c, options);
+    if (c != kIllFormed && shown_as_code(c) && !keep_c1) escape_code(out, c, options);
   }
 }
 
 // UTF-8 text. Its well-formed prefix is found first, so that inside it only a C2 byte (which
-// may begin a C1 control) stops a run.
+// may begin a C1 control) and an EF byte (which may begin a byte-order mark) stop a run.
 struct utf8_source {
   std::string_view text;
   std::size_t at = 0;
@@ -156,14 +161,15 @@ struct utf8_source {
     std::size_t end = at;
     for (; end < valid; ++end) {
       auto const byte = static_cast<unsigned char>(text[end]);
-      if (byte < 0x80 ? stops.has(byte) : byte == 0xC2) break;
+      if (byte < 0x80 ? stops.has(byte) : byte == 0xC2 || byte == 0xEF) break;
     }
     out.append(text, at, end - at);
     at = end;
   }
 
-  // Takes one character at a byte from 0x80 up: appends it, unless it is a C1 control
-  // (returned for escaping), or the bad bytes of an ill-formed subpart (kIllFormed).
+  // Takes one character at a byte from 0x80 up: appends it, unless it is a C1 control or the
+  // byte-order mark (returned for escaping), or the bad bytes of an ill-formed subpart
+  // (kIllFormed).
   char32_t take(std::string& out, escape_options const& options) {
     auto const* const p = reinterpret_cast<unsigned char const*>(text.data()) + at;
     auto const step = decode(p, reinterpret_cast<unsigned char const*>(text.data()) + text.size());
@@ -173,7 +179,7 @@ struct utf8_source {
     if (step.code_point == kIllFormed) {
       escape_bad_bytes(out, bytes, options);
       valid = at + i18n::valid_utf8_length(text.substr(at));
-    } else if (!is_control(step.code_point) || options.style == escape_style::nul) {
+    } else if (!shown_as_code(step.code_point) || options.style == escape_style::nul) {
       out += bytes;
     }
     return step.code_point;
@@ -207,7 +213,7 @@ struct utf16_source {
       escape_bad_unit(out, unit, options);
       return kIllFormed;
     }
-    if (!is_control(unit) || options.style == escape_style::nul)
+    if (!shown_as_code(unit) || options.style == escape_style::nul)
       i18n::append_utf8(out, text.substr(at, length));
     at += length;
     return length == 2 ? 0x10000 : unit;  // a pair is no control; its value does not matter

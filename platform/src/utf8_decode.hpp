@@ -4,6 +4,9 @@
 // fl::text step through text with it. Internal to the platform library.
 
 #include <algorithm>
+#include <bit>
+#include <cstdint>
+#include <cstring>
 
 namespace fl::i18n::detail {
 
@@ -52,8 +55,25 @@ inline decoded decode(unsigned char const* p, unsigned char const* end) {
   return {cp, p};
 }
 
+// The end of the run of ASCII bytes at `p`: eight bytes tested at a time, the last eight
+// overlapping the ones before them (known ASCII) when fewer are left.
 inline unsigned char const* ascii_run_end(unsigned char const* p, unsigned char const* end) {
-  return std::find_if(p, end, [](unsigned char c) { return c >= 0x80; });
+  constexpr std::uint64_t high = 0x8080808080808080ULL;
+  // The offset of the first byte, in memory order, whose high bit `bits` holds.
+  auto const first = [](std::uint64_t bits) {
+    return (std::endian::native == std::endian::little ? std::countr_zero(bits)
+                                                       : std::countl_zero(bits)) /
+           8;
+  };
+  if (end - p < 8) return std::find_if(p, end, [](unsigned char c) { return c >= 0x80; });
+  std::uint64_t bytes = 0;
+  for (; end - p >= 8; p += 8) {
+    std::memcpy(&bytes, p, 8);
+    if ((bytes & high) != 0) return p + first(bytes & high);
+  }
+  if (p == end) return end;
+  std::memcpy(&bytes, end - 8, 8);
+  return (bytes & high) == 0 ? end : end - 8 + first(bytes & high);
 }
 
 }  // namespace fl::i18n::detail

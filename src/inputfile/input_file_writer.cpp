@@ -16,6 +16,7 @@
 
 #include "inputfile/input_lines.hpp"
 #include "inputfile/rule_kinds.hpp"
+#include "inputfile/text_check.hpp"
 
 namespace install::cpputil {
 namespace {
@@ -188,29 +189,63 @@ void write_header(std::string& out, std::string const& header) {
   }
 }
 
-// What `row` accepts with `parameter`, in plain words; control characters escaped.
+// What `row` accepts with `parameter`, in plain words; what a reader cannot see escaped.
 std::string description(rule_kinds::rule_kind const& row, std::string_view parameter) {
   std::string words(row.description);
   if (!row.names_values) return words;
   char const* separator = "";
   for (std::string_view const value : rule_kinds::allowed_values(parameter)) {
     words += separator;
-    words += value.empty() ? "(empty)" : escaped(fl::i18n::utf8_to_ustring(std::string(value)));
+    words += value.empty() ? "(empty)" : fl::text::escaped(value);
     separator = ", ";
   }
   return words;
 }
 
-// The first allowed value of `row` with `parameter` that a file can hold and that passes the
-// rule; none for a kind that names no values.
-std::optional<std::string> first_allowed(rule_kinds::rule_kind const& row,
-                                         std::string const& parameter) {
+// Why the template does not write the line `line` (an assignment of `name`, with its `rule`
+// when it has one): a control character or a byte-order mark in `subject`, which a person
+// reading the template cannot see, or the first error or warning that checkInputFile would report
+// for the line; "" when it may stand. What a rule gets wrong itself (its kind, a key no file can
+// hold) is the rule's to answer.
+std::string unsafe_line(std::string const& line, std::string_view name, std::string_view rule,
+                        std::string_view subject) {
+  if (fl::text::holds_control(line) || line.find(fl::text::utf8_mark) != std::string::npos)
+    return std::string(subject) +
+           " holds a control character or a byte-order mark, which a reader cannot see";
+  std::map<std::string, std::string> rules;
+  if (!rule.empty()) rules.emplace(name, rule);
+  for (auto const& found : text_check::check_text(line, rules).diagnostics)
+    if (found.severity != DiagnosticSeverity::note && found.code != "unknown-rule" &&
+        found.code != "unmatchable-rule-key")
+      return found.message;
+  return {};
+}
+
+// The line that sets `name` to `value`.
+std::string assignment(std::string_view name, std::string_view value) {
+  return std::string(name) + (value.empty() ? " =" : " = ") + std::string(value);
+}
+
+// The first allowed value of `row` with `parameter` that a file can hold, that passes the rule
+// and whose line checks clean; none for a kind that names no values. `why` receives why the
+// first value that passes the rule is not written, if none is.
+std::optional<std::string> first_allowed(rule_kinds::rule_kind const& row, std::string const& name,
+                                         std::string const& rule, std::string const& parameter,
+                                         std::string& why) {
   if (!row.names_values) return std::nullopt;
   for (std::string_view const allowed : rule_kinds::allowed_values(parameter)) {
     std::string value(allowed);
-    if (fl::i18n::is_valid_utf8(value) && value_problem(fl::i18n::utf8_to_ustring(value)).empty() &&
-        row.accepts(value, parameter))
-      return value;
+    if (!row.accepts(value, parameter)) continue;
+    std::string const problem = !fl::i18n::is_valid_utf8(value)
+                                    ? "it is not UTF-8"
+                                    : value_problem(fl::i18n::utf8_to_ustring(value));
+    std::string const unsafe =
+        problem.empty() ? unsafe_line(assignment(name, value), name, rule, "it") : problem;
+    if (unsafe.empty()) return value;
+    if (why.empty()) {
+      why.assign(1, '\'');  // built in place: GCC 12 -O3 misreads "'" + std::string
+      why.append(fl::text::escaped(value)).append("': ").append(unsafe);
+    }
   }
   return std::nullopt;
 }
@@ -398,11 +433,22 @@ std::string inputFileTemplate(std::map<std::string, std::string> const& rules) {
                                              : "any value: the rule " +
                                                    quoted_text(fl::i18n::utf8_to_ustring(rule)) +
                                                    " has no known kind, so nothing is checked";
+    // A key whose line would draw a finding stays commented out, and says why.
+    if (std::string const unsafe =
+            unsafe_line(assignment(name, "x"), name, {}, "key '" + fl::text::escaped(name) + '\'');
+        !unsafe.empty()) {
+      out +=
+          "# commented out: " + unsafe + "\n# " + fl::text::escaped(name) + " = <" + words + ">\n";
+      continue;
+    }
     // A commented-out key says what it accepts in its placeholder.
-    auto const value = row != nullptr ? first_allowed(*row, std::string(parameter)) : std::nullopt;
+    std::string why;
+    auto const value = row != nullptr ? first_allowed(*row, name, rule, std::string(parameter), why)
+                                      : std::nullopt;
     if (value) {
-      out += "# " + words + "\n" + name + (value->empty() ? " =\n" : " = " + *value + "\n");
+      out += "# " + words + "\n" + assignment(name, *value) + "\n";
     } else {
+      if (!why.empty()) out += "# no value written: " + why + "\n";
       out += "# " + name + " = <" + words + ">\n";
     }
   }

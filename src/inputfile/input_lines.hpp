@@ -9,6 +9,7 @@
 #include <string_view>
 
 #include "fl/filesystem.hpp"
+#include "fl/text.hpp"
 #include "install/cpputil/input_file_parser.hpp"
 
 namespace install::cpputil::input_lines {
@@ -24,12 +25,22 @@ template <class Char>
 /// Keys whose values are lists, tried in this order on lines without '='.
 inline constexpr std::array<std::string_view, 2> list_keys{"product", "platform"};
 
-/// `text` without leading whitespace.
-[[nodiscard]] std::string_view ltrim(std::string_view text) noexcept;
+/// `text` without leading whitespace. (Inline: parse calls the trims three times a line.)
+[[nodiscard]] inline std::string_view ltrim(std::string_view text) noexcept {
+  std::size_t first = 0;
+  while (first < text.size() && is_whitespace(text[first])) ++first;
+  return text.substr(first);
+}
 /// `text` without trailing whitespace.
-[[nodiscard]] std::string_view rtrim(std::string_view text) noexcept;
+[[nodiscard]] inline std::string_view rtrim(std::string_view text) noexcept {
+  std::size_t end = text.size();
+  while (end > 0 && is_whitespace(text[end - 1])) --end;
+  return text.substr(0, end);
+}
 /// `text` without whitespace at either end.
-[[nodiscard]] std::string_view trim(std::string_view text) noexcept;
+[[nodiscard]] inline std::string_view trim(std::string_view text) noexcept {
+  return rtrim(ltrim(text));
+}
 /// The value of an assignment or list line whose separator ('=' or '.') is at `separator`:
 /// the text after the run of that separator, trimmed; empty (and without position) when none.
 [[nodiscard]] std::string_view value_text(std::string_view line, std::size_t separator) noexcept;
@@ -41,7 +52,12 @@ inline constexpr std::array<std::string_view, 2> list_keys{"product", "platform"
 /// separator, a key of a property map in UTF-8, or a name a caller gave.
 [[nodiscard]] std::string key_of(std::string_view text);
 /// False for "", for whitespace-only text and for text whose first byte is '#'.
-[[nodiscard]] bool is_content(std::string_view line) noexcept;
+[[nodiscard]] inline bool is_content(std::string_view line) noexcept {
+  if (!line.empty() && line.front() == '#') return false;
+  for (char const c : line)
+    if (!is_whitespace(c)) return true;
+  return false;
+}
 /// Whether `line` holds a list key directly followed by '.' ("product." or "platform.",
 /// case-sensitive): a line without '=' is a list line exactly then.
 [[nodiscard]] bool holds_list_marker(std::string_view line) noexcept;
@@ -68,6 +84,21 @@ effect apply_line(PropertyMap& properties, std::string_view line,
 
 /// Replaces every '_' by a blank.
 void remove_underscores(ustring& text);
+
+/// The first bytes of a file read line by line, until they tell its encoding
+/// (fl::text::sniff_encoding): the lines are joined with the line feeds they were read without.
+class encoding_sniffer {
+ public:
+  /// Takes the next physical line until enough bytes are in; true once they are.
+  bool add(std::string_view line);
+  /// The encoding the bytes taken tell (called at the end of a short file too); frees them.
+  [[nodiscard]] fl::text::encoding decide();
+
+ private:
+  static constexpr std::size_t head_size = 256;
+  std::string head_;
+  bool first_ = true;
+};
 
 /// Hands every physical line of the file, without its line feed, to `line` in file order,
 /// opening it once. Throws std::runtime_error "input file does not exist!" for a missing file

@@ -3,9 +3,12 @@
 #include <system_error>
 #include <utility>
 
+#include <iostream>
 #include "escape.hpp"
+
+#include "diagnostic_text.hpp"
 #include "fl/filesystem.hpp"
-#include "rules_file.hpp"
+#include "install/cpputil/validation.hpp"
 
 namespace qx::cli {
 
@@ -52,13 +55,24 @@ install::cpputil::InputFileReport check_input_file(
   return report;
 }
 
-std::map<std::string, std::string> read_rules(std::string const& path) {
+std::map<std::string, std::string> read_rules(std::string const& path, std::string_view command) {
   if (path.empty()) return {};
-  try {
-    return tools::read_rules_file(utf8_name(path));
-  } catch (tools::RulesFileError const& error) {
-    throw CommandError(error.what(), exit_usage);
-  }
+  auto file = install::cpputil::readRulesFile(fl::i18n::utf8_to_ustring(utf8_name(path)));
+  if (file.findings.empty()) return std::move(file.rules);
+  // Every mistake, one a line; the last ends the command.
+  auto const text = [&path](install::cpputil::RulesFileFinding const& found) {
+    return tools::excerpt(path) + (found.line == 0 ? "" : ":" + std::to_string(found.line)) + ": " +
+           found.message;
+  };
+  for (std::size_t i = 0; i + 1 < file.findings.size(); ++i)
+    std::cerr << command << ": " << tools::escaped(text(file.findings[i])) << '\n';
+  throw CommandError(text(file.findings.back()), exit_usage);
+}
+
+void refuse_unless_utf8(std::string const& path, install::cpputil::InputFileReport const& report) {
+  for (auto const& found : report.diagnostics)
+    if (found.code == "not-utf8" || found.code == "invalid-utf8")
+      throw CommandError(tools::excerpt(path) + ":" + tools::diagnostic_text(found), exit_usage);
 }
 
 std::optional<install::cpputil::logger::Logger> open_log(std::string const& path) {

@@ -75,9 +75,17 @@ std::string const& utf8_name(std::string const& path);
 [[nodiscard]] install::cpputil::InputFileReport check_input_file(
     std::string const& path, std::map<std::string, std::string> const& rules = {});
 
-/// The rules of the rules file `path` (none for an empty path); CommandError (exit 2) naming
-/// the file, and the line, when it cannot be read or a line is not key=rule.
-[[nodiscard]] std::map<std::string, std::string> read_rules(std::string const& path);
+/// The rules of the rules file `path` (none for an empty path), read by the library. When it
+/// finds mistakes (the file unreadable, a line not key=rule, a key given two rules), each is
+/// written to stderr as "<command>: FILE:LINE: message" and the last ends the command as a
+/// CommandError (exit 2).
+[[nodiscard]] std::map<std::string, std::string> read_rules(std::string const& path,
+                                                            std::string_view command);
+
+/// CommandError (exit 2) with check's finding, "FILE:LINE:COLUMN: error: message [code]", when
+/// the report says the file is not UTF-8 text (not-utf8, or invalid-utf8 for the first line
+/// that holds such bytes): what the library read from it is not what its author wrote.
+void refuse_unless_utf8(std::string const& path, install::cpputil::InputFileReport const& report);
 
 /// Points the installation log at `path` for the command's lifetime when a path is given;
 /// CommandError (exit 2) with the library's text and reason when the Logger cannot be made.

@@ -28,9 +28,12 @@ Handler setup_parse(CLI::App& app) {
       "Single values print as key=value, list entries as key[]=entry, one per line, in map\n"
       "order. In keys and values a backslash prints as \\\\ and a control character as \\t,\n"
       "\\n, \\r, \\xHH or \\u00HH; in keys '[', ']' and '=' print as \\[, \\] and \\=, so the\n"
-      "first '=' without a backslash ends the key.");
+      "first '=' without a backslash ends the key. A file that is not UTF-8 text (UTF-16, or\n"
+      "bytes of another encoding such as Latin-1) is refused with check's finding (exit 2).");
   return [options] {
-    auto const map = check_input_file(options->file).properties;
+    auto const report = check_input_file(options->file);
+    refuse_unless_utf8(options->file, report);
+    auto const& map = report.properties;
     options->json ? tools::write_json(std::cout, map) : tools::write_text(std::cout, map);
     return exit_ok;
   };
@@ -89,7 +92,8 @@ Handler setup_check(CLI::App& app) {
       write_codes(std::cout, options->json);
       return exit_ok;
     }
-    auto const report = check_input_file(options->file, read_rules(options->rules));
+    auto const report =
+        check_input_file(options->file, read_rules(options->rules, "qxinstall check"));
     options->json ? tools::write_diagnostics_json(std::cout, report.diagnostics)
                   : tools::write_diagnostics_text(std::cout, options->file, report.diagnostics);
     bool const failed = std::any_of(

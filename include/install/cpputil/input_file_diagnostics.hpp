@@ -38,6 +38,16 @@ struct InputFileDiagnostic {
   friend bool operator==(InputFileDiagnostic const&, InputFileDiagnostic const&) = default;
 };
 
+/// A line of an input file: its number (1-based, counting every physical line) and its text,
+/// trimmed as the parser reads it.
+struct InputFileLine {
+  std::size_t line = 0;
+  std::string text;
+
+  /// Equal when every field is.
+  friend bool operator==(InputFileLine const&, InputFileLine const&) = default;
+};
+
 /// An input file read with diagnostics.
 struct InputFileReport {
   /// Exactly what InputFileParser::parse returns for the same file.
@@ -47,6 +57,10 @@ struct InputFileReport {
   /// The errno of the open or read that failed when the file could not be read, or not to
   /// its end (the unreadable-file finding says so in words); 0 when it was read whole.
   int error = 0;
+  /// Every line that holds content (neither blank nor a comment) but changes nothing in the map,
+  /// in file order, each with an error finding that says why: what a file written from the map
+  /// lacks. Empty for a file that is not UTF-8 (its one finding says so).
+  std::vector<InputFileLine> ignored;
 
   /// Equal when every field is.
   friend bool operator==(InputFileReport const&, InputFileReport const&) = default;
@@ -77,8 +91,12 @@ struct InputFileDiagnosticCode {
 /// rule (with the one nearest rule key, if any: blanks, hyphens and underscores are ignored,
 /// case too, and a swap of neighbouring letters is one edit), rules of an unknown kind, rule
 /// keys missing from the file, and rule keys that no input key can equal (upper-case ASCII
-/// letters, whitespace at an end). Suggestions take time linear in the key's length per rule
-/// key of about its length. Writes nothing to the installation log and traces nothing.
+/// letters, whitespace at an end). Rule keys are indexed when there are many, so that a key's
+/// suggestion takes time that grows with its length, not with the number of rule keys that
+/// share its letters (keys of more than 20 bytes are compared with each rule key of about their
+/// length). When most lines of the file are ignored (at least 5, and more than half), the first
+/// finding says the file does not look like an answer file. Writes nothing to the installation
+/// log and traces nothing.
 /// Throws std::runtime_error "input file does not exist!" for a missing file or an empty name,
 /// as parse does. A file that cannot be opened (not a regular file, no permission), or whose
 /// read fails part-way, gives an unreadable-file error on line 0 with the system's reason, and
@@ -86,12 +104,12 @@ struct InputFileDiagnosticCode {
 /// read before the failure).
 ///
 /// The codes, as inputFileDiagnosticCodes() lists them with their severity and meaning:
-/// `not-utf8`, `unreadable-file`, `byte-order-mark`, `stray-byte-order-mark`, `invalid-utf8`,
-/// `carriage-return-line-end`, `carriage-return`, `ignored-line`, `section-header`,
-/// `colon-separator`, `empty-key`, `list-key-assignment`, `list-line-ignored`,
-/// `empty-list-entry`, `duplicate-key`, `bracket-in-key`, `comment-in-value`, `rule-failed`,
-/// `quoted-value`, `trailing-text`, `unknown-key`, `unknown-rule`, `unmatchable-rule-key`,
-/// `missing-key`.
+/// `not-utf8`, `unreadable-file`, `not-an-answer-file`, `byte-order-mark`,
+/// `stray-byte-order-mark`, `invalid-utf8`, `carriage-return-line-end`, `carriage-return`,
+/// `ignored-line`, `foreign-comment`, `section-header`, `colon-separator`, `empty-key`,
+/// `list-key-assignment`, `list-line-ignored`, `empty-list-entry`, `duplicate-key`,
+/// `bracket-in-key`, `unlikely-key`, `comment-in-value`, `rule-failed`, `quoted-value`,
+/// `trailing-text`, `unknown-key`, `unknown-rule`, `unmatchable-rule-key`, `missing-key`.
 [[nodiscard]] QX_CPPUTIL_API InputFileReport
 checkInputFile(ustring const& fileName, std::map<std::string, std::string> const& rules = {});
 

@@ -106,14 +106,19 @@ QX_CPPUTIL_API void writeInputFileText(ustring const& fileName, std::string_view
 /// A commented answer file for `rules` (key to rule text, as validate_args takes them), in the
 /// rules' order. Each key gets a comment in plain words on what its rule accepts ("one of:
 /// typical, custom", "a whole number"). A key whose rule names allowed values (strval) is set
-/// to the first of them that a file can hold and that passes the rule; every other key, and a
-/// key of an unknown rule kind, is written commented out as "# key = <what it accepts>", so no
-/// guessed value is ever installed. A key that no file can set as a single value (see above;
-/// also a key that is not UTF-8) gets only a comment that says why. Control characters in the
-/// comments are escaped. checkInputFile of the template with the same rules finds no error and
-/// no warning but what the rules themselves get wrong ("unknown-rule" for a rule of an unknown
-/// kind, "unmatchable-rule-key" for a key no file can hold); commented-out keys are notes
-/// ("missing-key").
+/// to the first of them that a file can hold, that passes the rule and whose line checks clean;
+/// every other key, and a key of an unknown rule kind, is written commented out as
+/// "# key = <what it accepts>", so no guessed value is ever installed. A key that no file can
+/// set as a single value (see above; also a key that is not UTF-8) gets only a comment that
+/// says why. A key or a value that the template cannot write safely stays commented out, with
+/// the reason on the comment line before it ("# commented out: ...", "# no value written:
+/// ..."): one that holds a control character or a byte-order mark, which a reader cannot see,
+/// or whose line checkInputFile would report with an error or a warning (a '[' or a blank in
+/// the key, a key starting with ';', a carriage return before "b=c" in a value, ...). Control
+/// characters and byte-order marks in the comments are escaped. So checkInputFile of the
+/// template with the same rules finds no error and no warning but what the rules themselves get
+/// wrong ("unknown-rule" for a rule of an unknown kind, "unmatchable-rule-key" for a key no file
+/// can hold); commented-out keys are notes ("missing-key").
 [[nodiscard]] QX_CPPUTIL_API std::string inputFileTemplate(
     std::map<std::string, std::string> const& rules);
 
