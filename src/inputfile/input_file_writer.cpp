@@ -31,39 +31,10 @@ constexpr bool whitespace_but_blank(char16_t c) noexcept {
   return c != u' ' && lines::is_whitespace(c);
 }
 
-bool is_surrogate(char16_t c) {
-  return c >= 0xD800 && c <= 0xDFFF;
-}
-// Whether a high surrogate at `at` is followed by a low one.
-bool is_pair(std::u16string_view text, std::size_t at) {
-  return at + 1 < text.size() && text[at] >= 0xD800 && text[at] <= 0xDBFF &&
-         text[at + 1] >= 0xDC00 && text[at + 1] <= 0xDFFF;
-}
-
-// `text` in UTF-8 with backslash, '"', control characters (C0, DEL, C1) and unpaired surrogates
-// escaped, so that a message or a comment stays one line that shows every character.
+// `text` in UTF-8 with backslash, '"', control characters and unpaired surrogates escaped, so
+// that a message or a comment stays one line that shows every character.
 std::string escaped(std::u16string_view text) {
-  std::string out;
-  for (std::size_t i = 0; i < text.size(); ++i) {
-    char16_t const c = text[i];
-    char code[8];
-    if (c == u'\\' || c == u'"') {
-      out += {'\\', static_cast<char>(c)};
-    } else if (c == u'\n' || c == u'\t' || c == u'\r') {
-      out += {'\\', c == u'\n' ? 'n' : c == u'\t' ? 't' : 'r'};
-    } else if (c < 0x20 || (c >= 0x7F && c <= 0x9F)) {
-      std::snprintf(code, sizeof code, "\\x%02X", static_cast<unsigned>(c));
-      out += code;
-    } else if (is_surrogate(c) && !is_pair(text, i)) {
-      std::snprintf(code, sizeof code, "\\u%04X", static_cast<unsigned>(c));
-      out += code;
-    } else {
-      std::size_t const length = is_surrogate(c) ? 2 : 1;
-      append_utf8(out, text.substr(i, length));
-      i += length - 1;
-    }
-  }
-  return out;
+  return fl::text::escaped(text, {fl::text::escape_style::message, "\\\""});
 }
 
 std::string quoted_text(std::u16string_view text) {
@@ -77,12 +48,7 @@ std::string quoted_text(std::u16string_view text) {
 
 // What keeps `text` from standing in a line, or nullptr.
 char const* line_problem(std::u16string_view text) {
-  for (std::size_t i = 0; i < text.size(); ++i) {
-    if (is_pair(text, i))
-      ++i;
-    else if (is_surrogate(text[i]))
-      return "an unpaired surrogate, which UTF-8 cannot carry";
-  }
+  if (!fl::text::is_valid_utf16(text)) return "an unpaired surrogate, which UTF-8 cannot carry";
   return text.find(u'\n') == std::u16string_view::npos ? nullptr
                                                        : "a line feed, which would end its line";
 }
@@ -175,7 +141,8 @@ void write_list(std::string& out, ustring const& key, std::vector<ustring> const
 }
 
 void write_header(std::string& out, std::string const& header) {
-  std::string const text = fl::i18n::ustring_to_utf8(fl::i18n::utf8_to_ustring(header));
+  std::string text;
+  fl::text::append_repaired(text, header);
   std::string_view rest(text);
   if (rest.ends_with('\n')) rest.remove_suffix(1);
   while (!text.empty()) {
@@ -351,16 +318,15 @@ void writeInputFileText(ustring const& fileName, std::string_view text) {
   if (fileName.empty()) fail_write(fileName, ENOENT);
   fl::filesystem::basic_path const target = fl::filesystem::make_path(fileName);
   fl::filesystem::file_entry const old = replaceable(fileName, target);
-  std::size_t const base = fileName.rfind(u'/') + 1;  // 0 without a '/'
-  ustring const folder = fileName.substr(0, base);
+  auto const [folder, name] = fl::filesystem::detail::split_at_last_separator(fileName);
   std::random_device random;
   // A random, hidden name beside the file. One that is taken, by a stray copy or by a name
   // planted in a shared folder, is never opened: the next is tried.
   for (int attempt = 1;; ++attempt) {
     char suffix[16];
     std::snprintf(suffix, sizeof suffix, ".%08x.tmp", static_cast<unsigned>(random()));
-    temporary_file temporary(fl::filesystem::make_path(folder + u'.' + fileName.substr(base) +
-                                                       fl::i18n::utf8_to_ustring(suffix)));
+    temporary_file temporary(
+        fl::filesystem::make_path(folder + u'.' + name + fl::i18n::utf8_to_ustring(suffix)));
     fl::filesystem::basic_ofstream<char> out(temporary.path, std::ios::out,
                                              {.create_mode = 0600, .exclusive = true});
     if (!out.is_open()) {

@@ -111,6 +111,17 @@ namespace detail {
 /// "a/b" gives "a", "/a" gives "/", "a" and "a/.." give "", ".." gives "../..", and "a/b/",
 /// "a/b//", "a/b/." and "a/x/../b" all give "a", as "a/b" does.
 [[nodiscard]] QX_PLATFORM_API ustring extract_parent_path(ustring const& text);
+/// A path text split where the system splits it to look its last name up: the text up to and
+/// including its last "/" (empty for a bare name), and the name after it. No lexical step, unlike
+/// extract_parent_path: "a/link/../f" is looked up in "a/link/../", which the system resolves
+/// through the link, so a file written beside another, or judged by its folder, is in the
+/// folder the system opens.
+struct folder_and_name {
+  ustring folder;  ///< up to and including the last "/"; empty without one
+  ustring name;    ///< what follows it
+};
+/// `text` split as folder_and_name says.
+[[nodiscard]] QX_PLATFORM_API folder_and_name split_at_last_separator(ustring const& text);
 /// `base` joined with `name` by one "/" (none added when base is empty or ends in "/").
 [[nodiscard]] QX_PLATFORM_API ustring concatenate_pathname(ustring const& base, ustring const& name,
                                                            bool normalize);

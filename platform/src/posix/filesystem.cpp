@@ -106,18 +106,16 @@ file_entry unexamined(std::error_code& error, int reason) {
 destination judge_destination(basic_path const& file) {
   if (holds_nul(file.string())) return unjudged(system_error_code(EINVAL));
   if (file.empty()) return unjudged(system_error_code(ENOENT));
-  std::string const text = detail::make_native_access_form_i18n(file);
-  // The folder is the text before the last '/', as the kernel splits it, not as a lexical
-  // normalisation would ("a/link/../f" is looked up in the folder above the link's target).
-  auto const slash = text.rfind('/');
-  std::string const folder = slash == std::string::npos ? "." : text.substr(0, slash + 1);
+  auto const [folder_text, name] = detail::split_at_last_separator(file.string());
+  std::string const folder =
+      folder_text.empty() ? "." : detail::make_native_access_form_i18n(basic_path(folder_text));
   std::string real;
   if (int const error = posix::real_path(folder.c_str(), real))
     return unjudged(system_error_code(error));
   destination judged{basic_path(), false, {}};
   if (auto const error = judge_folders(real, judged.shared)) return unjudged(error);
   if (!real.ends_with('/')) real.push_back('/');
-  real.append(text, slash + 1);  // npos + 1 is 0: the whole text
+  i18n::append_utf8(real, name);
   judged.real_path = make_path(std::string_view(real));
   return judged;
 }
@@ -201,6 +199,11 @@ ustring extract_parent_path(ustring const& text) {
   // What is left of ".." steps ("..", "../..") has its parent one step further up.
   if (normal.filename() == "..") return i18n::utf8_to_ustring((normal / "..").string());
   return i18n::utf8_to_ustring(normal.parent_path().string());
+}
+
+folder_and_name split_at_last_separator(ustring const& text) {
+  std::size_t const name = text.rfind(u'/') + 1;  // npos + 1 is 0: a bare name
+  return {text.substr(0, name), text.substr(name)};
 }
 
 ustring concatenate_pathname(ustring const& base, ustring const& name, bool /*normalize*/) {
