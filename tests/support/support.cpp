@@ -1,5 +1,6 @@
 #include "support/support.hpp"
 
+#include <grp.h>
 #include <sys/stat.h>
 #include <sys/wait.h>
 #include <fstream>
@@ -35,6 +36,11 @@ std::string untimed(std::string const& text) {
   static std::regex const time(R"(\((Jan|Feb|Mar|Apr|May|Jun|Jul|Aug|Sep|Oct|Nov|Dec) [0-3]\d, )"
                                R"(\d{4} [0-2]\d:[0-5]\d:[0-6]\d\) )");
   return std::regex_replace(text, time, "(T) ");
+}
+
+bool become(uid_t uid) {
+  return setgroups(0, nullptr) == 0 && setresgid(uid, uid, uid) == 0 &&
+         setresuid(uid, uid, uid) == 0;
 }
 
 int in_child(std::function<int()> const& body) {

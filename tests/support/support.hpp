@@ -78,6 +78,9 @@ struct Deadline {
   ~Deadline() { alarm(0); }
 };
 
+/// Acts as another user, `uid`, for the rest of a child process; false when it may not.
+[[nodiscard]] bool become(uid_t uid);
+
 /// Runs `body` in a forked child, which exits with what `body` returns (1 when it throws), and
 /// returns the child's wait status.
 [[nodiscard]] int in_child(std::function<int()> const& body);
