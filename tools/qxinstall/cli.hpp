@@ -79,8 +79,12 @@ std::string const& utf8_name(std::string const& path);
 /// the file, and the line, when it cannot be read or a line is not key=rule.
 [[nodiscard]] std::map<std::string, std::string> read_rules(std::string const& path);
 
-/// Points the installation log at `path` for the command's lifetime when a path is given;
-/// CommandError (exit 2) with the library's text and reason when the Logger cannot be made.
-[[nodiscard]] std::optional<install::cpputil::logger::Logger> open_log(std::string const& path);
+/// Points the installation log at `path` for the command's lifetime when a path is given, kept
+/// bounded by `policy` when one is given (without a path, the per-user default log is then the
+/// destination); CommandError (exit 2) with the library's text and reason when the Logger
+/// cannot be made.
+[[nodiscard]] std::optional<install::cpputil::logger::Logger> open_log(
+    std::string const& path,
+    std::optional<install::cpputil::logger::RetentionPolicy> const& policy = std::nullopt);
 
 }  // namespace qx::cli
