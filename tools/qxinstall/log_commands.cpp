@@ -45,6 +45,18 @@ void write_entry(char const* command, Write&& write) {
   }
 }
 
+// What the --keep- options take: a whole number, 0 or more, of at most 18 digits.
+CLI::Validator whole_number() {
+  return {[](std::string& value) {
+            bool const fits = !value.empty() && value.size() <= 18 &&
+                              value.find_first_not_of("0123456789") == std::string::npos;
+            return fits ? std::string()
+                        : "expected a whole number of 0 or more (at most 18 digits), got " +
+                              in_quotes(value);
+          },
+          ""};
+}
+
 Handler setup_log(CLI::App& app) {
   struct Options {
     std::string log;
@@ -58,13 +70,15 @@ Handler setup_log(CLI::App& app) {
       ->type_name("FILE");
   app.add_option("--keep-bytes", options->bytes,
                  "rotate the log first when it is larger (0: no limit)")
-      ->type_name("N");
+      ->type_name("N")
+      ->check(whole_number());
   app.add_option("--keep-files", options->files,
                  "keep this many time-stamped old logs beside it (0: no limit)")
-      ->type_name("N");
+      ->type_name("N")
+      ->check(whole_number());
   app.add_option("--keep-days", options->days, "remove old logs unchanged for longer (0: no limit)")
       ->type_name("N")
-      ->check(CLI::Range(0U, 100U * 365U));
+      ->check(whole_number());
   app.add_option("MESSAGE", options->words, "words of the message, joined by blanks")->required();
   app.footer(
       "With --keep-bytes, --keep-files or --keep-days the entry starts a run kept bounded, as a\n"
