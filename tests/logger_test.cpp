@@ -211,6 +211,11 @@ TEST_F(LoggerTest, EachDroppedEntryIsTracedWithItsReasonAndHandedToTheHandler) {
 TEST_F(LoggerTest, APlantedDefaultFileIsNeverWrittenOrWaitedFor) {
   fs::create_symlink(dir_.write("x.log", "secret\n"), default_log_);
   logger::append_message(std::string("planted link"));
+  // Made the destination to be kept bounded, it is opened as carefully.
+  EXPECT_EQ(what_of<std::runtime_error>([] {
+              Logger const log(logger::RetentionPolicy{1, 1, {}});
+            }),
+            "Install Logger: Cannot open file \"" + default_log_ + "\"");
   EXPECT_EQ(read_file(x_), "secret\n");
   fs::remove(default_log_);
   dir_.fifo(default_log_);

@@ -80,12 +80,12 @@ WriteFailure failure(fs::basic_path file, WriteFailure::Step step, int error) {
 // Where the file a lock holds is now, against the log's name.
 enum class placement { at_name, moved, elsewhere };
 
-placement place(fs::folder const& dir, std::string const& name, fs::entry_details const& held) {
-  fs::entry_details now;
-  int const error = dir.details(name, now);
-  if (error == ENOENT) return placement::moved;
-  if (error != 0 || now.entry.type != fs::entry_type::regular) return placement::elsewhere;
-  bool const same = now.entry.device == held.entry.device && now.entry.inode == held.entry.inode;
+placement place(fs::basic_path const& path, fs::entry_details const& held) {
+  std::error_code error;
+  fs::file_entry const now = fs::symlink_status(path, error);
+  if (!error && now.type == fs::entry_type::none) return placement::moved;
+  if (error || now.type != fs::entry_type::regular) return placement::elsewhere;
+  bool const same = now.device == held.entry.device && now.inode == held.entry.inode;
   return same ? placement::at_name : placement::moved;
 }
 
@@ -100,8 +100,10 @@ bool rotate(fs::folder const& dir, log_place const& log, mode_t mode,
     std::string const stamp = utc_stamp(system_clock::now());
     std::string sibling;
     for (unsigned n = 0; n < 100; ++n) {
-      sibling =
-          log.kin.stem + "." + stamp + (n == 0 ? "" : "-" + std::to_string(n)) + log.kin.extension;
+      // Appended piece by piece: GCC 12 at -O3 warns falsely (-Wrestrict) of "-" + std::string.
+      sibling = log.kin.stem + "." + stamp;
+      if (n > 0) sibling += '-' + std::to_string(n);
+      sibling += log.kin.extension;
       error = dir.rename_to_free_name(log.name, sibling);
       if (error != EEXIST) break;
     }
@@ -127,12 +129,9 @@ void remove_sibling(fs::folder const& dir, log_place const& log, std::string con
                     std::vector<WriteFailure>& failures) {
   fs::basic_path path = path_in(log.folder, name);
   fs::file_lock held(path, options_for(log.careful), false);
-  fs::entry_details details;
   int error = held.error();
   if (error == 0) {
-    if (held.try_lock(true) != 0 || held.details(details) != 0 ||
-        place(dir, name, details) != placement::at_name)
-      return;
+    if (held.try_lock(true) != 0 || place(path, held.at_open()) != placement::at_name) return;
     error = dir.remove(name);
   }
   if (error == 0) {
@@ -231,28 +230,36 @@ run_start start_run(fs::basic_path const& named, fs::basic_path const& real_path
   std::string name = real.substr(slash + 1);
   log_place const log{named, real.substr(0, slash == 0 ? 1 : slash), name, family_of(name),
                       careful};
-  fs::folder const dir(fs::make_path(log.folder), careful);
+  // Opened only to rotate or to look at the siblings: a run under its limit does neither.
+  std::optional<fs::folder> dir;
+  auto const folder = [&]() -> fs::folder const& {
+    if (!dir) dir.emplace(fs::make_path(log.folder), careful);
+    return *dir;
+  };
   auto const deadline = std::chrono::steady_clock::now() + rotation_wait;
   bool tried = !may_rotate || policy.max_bytes == 0;
+  bool fresh = false;  // the run starts a new, empty file
   for (;;) {
     fs::file_lock lock(real_path, options_for(careful), true);
     if (!lock.is_open()) {
       out.open_error = lock.error();
       return out;
     }
-    fs::entry_details held;
-    if (lock.details(held) != 0 || held.entry.type != fs::entry_type::regular) break;
-    bool const exclusive = !tried && lock.try_lock(true) == 0;
+    fs::entry_details const& opened = lock.at_open();
+    if (opened.entry.type != fs::entry_type::regular) return out;
+    fresh = opened.size == 0;
+    bool const exclusive = !tried && opened.size > policy.max_bytes && lock.try_lock(true) == 0;
     int error = exclusive ? 0 : lock.try_lock(false);
     bool const expired = std::chrono::steady_clock::now() >= deadline;
     if (error == 0) {
-      placement const where = place(dir, log.name, held);
+      placement const where = place(real_path, opened);
       if (where == placement::moved && !expired) continue;  // renamed before the lock was ours
       // The size read again now that no other run can start on the log or rotate it.
-      if (exclusive && where == placement::at_name && lock.details(held) == 0 &&
-          held.size > policy.max_bytes) {
+      fs::entry_details now;
+      if (exclusive && where == placement::at_name && lock.details(now) == 0 &&
+          now.size > policy.max_bytes) {
         tried = true;
-        if (rotate(dir, log, held.entry.permissions, out.failures)) continue;  // lock the new file
+        if (rotate(folder(), log, now.entry.permissions, out.failures)) continue;  // the new file
       }
       tried = true;
       // Converting the lock may let it go first: another run may take it in that gap.
@@ -263,13 +270,15 @@ run_start start_run(fs::basic_path const& named, fs::basic_path const& real_path
       }
     }
     if (error != EWOULDBLOCK || expired) {
-      if (!tried && held.size > policy.max_bytes)
+      if (!tried && opened.size > policy.max_bytes)
         out.failures.push_back(failure(named, WriteFailure::Step::rotate, error));
       break;
     }
     if (!exclusive) std::this_thread::sleep_for(poll_interval);
   }
-  remove_old(dir, log, policy, out.failures);
+  // Siblings grow in number only when a run starts a new file; they age all the time.
+  if ((fresh && policy.max_files > 0) || policy.max_age.count() > 0)
+    remove_old(folder(), log, policy, out.failures);
   return out;
 }
 

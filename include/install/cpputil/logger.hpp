@@ -27,6 +27,53 @@ ustring const unable_to_create_file_message =
 /// Notice written into the old destination when a Logger switches to a new file.
 ustring const reset_destination_message = u"Reset destination file log ";
 
+/// How much of a log's past a run keeps: applied once, when a run starts on the log (a Logger
+/// constructed with it), before the run's first entry. A limit of 0 is no limit.
+///
+/// Rotation. A log larger than `max_bytes` is renamed to a time-stamped sibling and the run
+/// starts a new, empty file under the log's name: "install.log" becomes
+/// "install.2026-11-25T08-05-35Z.log" (the time of the rotation in UTC; a second rotation in
+/// the same second takes "...Z-1.log", never replacing a sibling). The new file is made first,
+/// with the old one's permission bits, so a disk that has no room for another file leaves the
+/// log where it was. A rename or a new file that fails, or a lock that cannot be taken, goes to
+/// the write failure handler (WriteFailure::Step::rotate, with its errno) once the Logger is
+/// set, and the run goes on in the current file: retention never fails a Logger.
+///
+/// Siblings. The time-stamped siblings of "install.log" are the files "install.<stamp>.log"
+/// (and "-N" after the stamp) of rotations and "install-<stamp>-<pid>.log" of run_log_path,
+/// in the log's folder, ordered by their time stamps. Beyond `max_files` of them the oldest
+/// are removed when a run starts a new, empty file (after a rotation, on a per-run log, on a
+/// log that did not exist): that is when their number grows. Every one not modified for longer
+/// than `max_age` (its file time) is removed at every run's start, which then lists the
+/// folder. Never removed: the log itself, and a sibling whose run is going on (its Logger holds
+/// its lock). A removal that fails goes to the handler (WriteFailure::Step::remove).
+///
+/// A run is never split. Only the constructor rotates, before the destination is set. A Logger
+/// with a policy keeps one descriptor open on its file while it is set, holding a shared lock
+/// (flock(2)) that says a run is going on there; entries are still opened, written and closed
+/// one by one. Rotation needs the exclusive lock, taken without waiting for a run: a log
+/// another process's run holds is not rotated (it grows until a run starts on it alone), nor is
+/// the destination this process has set already. The size is read under the exclusive lock,
+/// and a log renamed meanwhile is opened again, so runs starting on one log at the same moment
+/// rotate it at most once. A rotation of another process is waited for up to one second. A
+/// Logger without a policy takes no lock: its run may see its log rotated by another process.
+///
+/// Folders. The folder is opened once, by the real path the destination was judged by, when
+/// a rotation or the siblings need it, and every name in it is examined without following a
+/// symbolic link. Only regular files are
+/// renamed or removed; when the destination is shared (a folder others can write), the folder
+/// is opened through no link and only the caller's own files with one link are touched. A log
+/// whose name is a link is not rotated; for a destination that is not a regular file (a
+/// terminal, /dev/null) nothing is done at all.
+struct RetentionPolicy {
+  /// The size in bytes above which a log is rotated when a run starts.
+  std::uintmax_t max_bytes = 0;
+  /// How many time-stamped siblings are kept.
+  std::size_t max_files = 0;
+  /// How long since its last change a sibling is kept.
+  std::chrono::seconds max_age{0};
+};
+
 /// Points the process's installation log at a file for the object's lifetime. The
 /// destination belongs to the process: destroying any Logger clears it, nested ones too.
 ///
@@ -46,50 +93,6 @@ ustring const reset_destination_message = u"Reset destination file log ";
 /// file owned by the caller with one link, and created with mode 0600, as the per-user default
 /// log file always is: no other user can point the log at a file of the caller's. A
 /// destination that is not shared is opened as named, a link as its last component followed.
-/// How much of a log's past a run keeps: applied once, when a run starts on the log (a Logger
-/// constructed with it), before the run's first entry. A limit of 0 is no limit.
-///
-/// Rotation. A log larger than `max_bytes` is renamed to a time-stamped sibling and the run
-/// starts a new, empty file under the log's name: "install.log" becomes
-/// "install.2026-11-25T08-05-35Z.log" (the time of the rotation in UTC; a second rotation in
-/// the same second takes "...Z-1.log", never replacing a sibling). The new file is made first,
-/// with the old one's permission bits, so a disk that has no room for another file leaves the
-/// log where it was. A rename or a new file that fails, or a lock that cannot be taken, goes to
-/// the write failure handler (WriteFailure::Step::rotate, with its errno) once the Logger is
-/// set, and the run goes on in the current file: retention never fails a Logger.
-///
-/// Siblings. The time-stamped siblings of "install.log" are the files "install.<stamp>.log"
-/// (and "-N" after the stamp) of rotations and "install-<stamp>-<pid>.log" of run_log_path,
-/// in the log's folder, ordered by their time stamps. Beyond `max_files` of them the oldest
-/// are removed, and so is every one not modified for longer than `max_age` (its file time).
-/// Never removed: the log itself, and a sibling whose run is going on (its Logger holds its
-/// lock). A removal that fails goes to the handler (WriteFailure::Step::remove).
-///
-/// A run is never split. Only the constructor rotates, before the destination is set. A Logger
-/// with a policy keeps one descriptor open on its file while it is set, holding a shared lock
-/// (flock(2)) that says a run is going on there; entries are still opened, written and closed
-/// one by one. Rotation needs the exclusive lock, taken without waiting for a run: a log
-/// another process's run holds is not rotated (it grows until a run starts on it alone), nor is
-/// the destination this process has set already. The size is read under the exclusive lock,
-/// and a log renamed meanwhile is opened again, so runs starting on one log at the same moment
-/// rotate it at most once. A rotation of another process is waited for up to one second. A
-/// Logger without a policy takes no lock: its run may see its log rotated by another process.
-///
-/// Folders. The folder is opened once, by the real path the destination was judged by, and
-/// every name in it is examined without following a symbolic link. Only regular files are
-/// renamed or removed; when the destination is shared (a folder others can write), the folder
-/// is opened through no link and only the caller's own files with one link are touched. A log
-/// whose name is a link, and a destination that is not a regular file (a terminal, /dev/null),
-/// is not rotated.
-struct RetentionPolicy {
-  /// The size in bytes above which a log is rotated when a run starts.
-  std::uintmax_t max_bytes = 0;
-  /// How many time-stamped siblings are kept.
-  std::size_t max_files = 0;
-  /// How long since its last change a sibling is kept.
-  std::chrono::seconds max_age{0};
-};
-
 class QX_CPPUTIL_API Logger {
  public:
   /// Creates missing parent folders, opens `ofile` in append mode (never truncating) and makes
@@ -158,8 +161,9 @@ struct WriteFailure {
 /// bounded.
 using WriteFailureHandler = std::function<void(WriteFailure const&)>;
 
-/// Makes `handler` the process's handler of entries that are not written whole and returns
-/// the one it replaces (an empty function when there was none; an empty `handler` removes it).
+/// Makes `handler` the process's handler of entries that are not written whole (and of logs
+/// that could not be kept bounded) and returns the one it replaces (an empty function when
+/// there was none; an empty `handler` removes it).
 /// The handler runs on the thread that wrote the entry, never while that thread holds the log's
 /// lock, so it may log: an entry that fails while the handler runs on that thread is traced but
 /// not handed to the handler again. What it throws is caught and traced. Safe from any thread.

@@ -98,12 +98,16 @@ class QX_PLATFORM_API file_lock {
   /// while another open file holds a lock that conflicts, EBADF when nothing is open,
   /// ENOLCK or EOPNOTSUPP where the file system keeps no such locks.
   [[nodiscard]] int try_lock(bool exclusive) noexcept;
+  /// What the file was when it opened, from the open's own status call: its kind (a regular
+  /// file or a character device), device, inode and size; nothing else is filled.
+  [[nodiscard]] entry_details const& at_open() const noexcept { return at_open_; }
   /// Fills `details` with what the open file is now (fstat(2)): 0 or the errno.
   [[nodiscard]] int details(entry_details& details) const noexcept;
 
  private:
   int fd_ = -1;
   int error_ = 0;
+  entry_details at_open_;
 };
 
 }  // namespace fl::filesystem

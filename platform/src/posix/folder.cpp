@@ -47,18 +47,19 @@ folder::~folder() {
   if (fd_ >= 0) posix::close_file(fd_);
 }
 
-// The listing reads through a descriptor of its own, from the start: the folder's own one
-// keeps no position that a second listing would have to undo.
+// The listing reads through a copy of the descriptor, which closedir closes; the copy shares
+// the position in the folder, so each listing starts by going back to its start.
 std::vector<std::string> folder::names(std::error_code& error) const {
   error.clear();
   std::vector<std::string> found;
-  int const fd = QX_POSIX_CALL(openat(fd_, ".", O_RDONLY | O_DIRECTORY | O_CLOEXEC, 0));
+  int const fd = QX_POSIX_CALL(fcntl(fd_, F_DUPFD_CLOEXEC, 0));
   DIR* const listing = fd < 0 ? nullptr : QX_POSIX_CALL(fdopendir(fd));
   if (listing == nullptr) {
     error = {errno, std::generic_category()};
     if (fd >= 0) posix::close_file(fd);
     return found;
   }
+  QX_POSIX_CALL(rewinddir(listing));
   for (;;) {
     errno = 0;
     dirent const* const entry = QX_POSIX_CALL(readdir(listing));
@@ -113,6 +114,10 @@ file_lock::file_lock(basic_path const& path, open_options options, bool create) 
                                               flags, options.create_mode, kind);
   fd_ = file.fd;
   error_ = file.error;
+  at_open_.entry.type = file.regular ? entry_type::regular : entry_type::character_device;
+  at_open_.entry.device = file.device;
+  at_open_.entry.inode = file.inode;
+  at_open_.size = static_cast<std::uintmax_t>(file.size);
 }
 
 file_lock::~file_lock() {
@@ -120,13 +125,14 @@ file_lock::~file_lock() {
 }
 
 file_lock::file_lock(file_lock&& other) noexcept
-    : fd_(std::exchange(other.fd_, -1)), error_(other.error_) {}
+    : fd_(std::exchange(other.fd_, -1)), error_(other.error_), at_open_(other.at_open_) {}
 
 file_lock& file_lock::operator=(file_lock&& other) noexcept {
   if (this != &other) {
     if (fd_ >= 0) posix::close_file(fd_);
     fd_ = std::exchange(other.fd_, -1);
     error_ = other.error_;
+    at_open_ = other.at_open_;
   }
   return *this;
 }
