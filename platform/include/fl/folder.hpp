@@ -38,6 +38,7 @@ class QX_PLATFORM_API folder {
   /// anywhere in it, its last component included (as open_options::private_file opens a file:
   /// ELOOP for a link, ENOSYS where the system cannot). Check is_open() and error().
   folder(basic_path const& path, bool without_links);
+  /// Closes the folder.
   ~folder();
   folder(folder const&) = delete;
   folder& operator=(folder const&) = delete;
@@ -83,8 +84,11 @@ class QX_PLATFORM_API file_lock {
   /// without, opens an existing regular file for reading (with options.private_file, only the
   /// caller's own with one link, through no link). Takes no lock yet.
   file_lock(basic_path const& path, open_options options, bool create);
+  /// Closes the file, which lets its lock go (unless a forked child shares the descriptor).
   ~file_lock();
+  /// Takes over `other`'s file and lock; `other` then holds nothing.
   file_lock(file_lock&& other) noexcept;
+  /// Lets this lock's file go, then takes over `other`'s; `other` then holds nothing.
   file_lock& operator=(file_lock&& other) noexcept;
   file_lock(file_lock const&) = delete;
   file_lock& operator=(file_lock const&) = delete;
