@@ -9,6 +9,7 @@
 #include <sys/stat.h>
 #include <sys/syscall.h>
 #include <unistd.h>
+#include <chrono>
 #include <csignal>
 #include <mutex>
 #include <optional>
@@ -188,6 +189,55 @@ void BM_RawOpenWriteCloseLocked(benchmark::State& state) {
 }
 BENCHMARK(BM_RawOpenWriteCloseLocked)->Setup(start_raw)->Threads(4)->UseRealTime();
 
+// A log of 1,000 bytes, under its limit, in a folder of its own beside three time-stamped
+// siblings that the policies keep: what a run kept bounded pays at its start when there is
+// nothing to do.
+std::string const& bounded_file() {
+  static std::string const path = [] {
+    std::string const folder = qx::bench::scratch_dir() + "/bounded";
+    ::mkdir(folder.c_str(), 0700);
+    for (char const* stamp :
+         {"2026-01-01T00-00-00Z", "2026-01-02T00-00-00Z", "2026-01-03T00-00-00Z"})
+      empty_file(folder + "/install." + stamp + ".log");
+    std::string const log = folder + "/install.log";
+    int const fd = ::open(log.c_str(), O_WRONLY | O_CREAT | O_TRUNC, 0644);
+    if (fd >= 0) {
+      benchmark::DoNotOptimize(::write(fd, std::string(1000, 'o').data(), 1000));
+      ::close(fd);
+    }
+    return log;
+  }();
+  return path;
+}
+
+void make_loggers(benchmark::State& state, std::optional<logger::RetentionPolicy> const& policy) {
+  std::string const& path = bounded_file();
+  for (auto _ : state) {
+    if (policy) {
+      logger::Logger const log(path, *policy);
+    } else {
+      logger::Logger const log(path);
+    }
+  }
+}
+
+// A size and a count: the folder is not read while the log is under its size.
+void BM_LoggerWithPolicy(benchmark::State& state) {
+  make_loggers(state, logger::RetentionPolicy{1U << 20, 5, std::chrono::seconds(0)});
+}
+BENCHMARK(BM_LoggerWithPolicy);
+
+// An age too: the siblings' times are read at every start.
+void BM_LoggerWithAgePolicy(benchmark::State& state) {
+  make_loggers(state, logger::RetentionPolicy{1U << 20, 5, std::chrono::days(30)});
+}
+BENCHMARK(BM_LoggerWithAgePolicy);
+
+void BM_LoggerWithoutPolicy(benchmark::State& state) {
+  make_loggers(state, std::nullopt);
+}
+BENCHMARK(BM_LoggerWithoutPolicy);
+
 [[maybe_unused]] bool const rows_added = [] {
   add_time_row(30, "3 `append_message`, 100 bytes, 1 thread", "BM_AppendMessage",
                "POSIX open(O_APPEND)+write+close", "BM_RawOpenWriteClose",
@@ -205,6 +255,11 @@ BENCHMARK(BM_RawOpenWriteCloseLocked)->Setup(start_raw)->Threads(4)->UseRealTime
   add_time_row(33, "3 `append_message` with a write failure handler set",
                "BM_AppendMessageWithHandler", "`append_message` without one", "BM_AppendMessage",
                qx::bench::ratio_at_most(1.1));
+  add_time_row(36, "3 `Logger` made and destroyed with a policy (size, count), log under its size",
+               "BM_LoggerWithPolicy", "the same without a policy", "BM_LoggerWithoutPolicy",
+               qx::bench::excess_below_ns(5000));
+  add_time_row(37, "3 `Logger` made and destroyed with a policy (size, count, age), 3 siblings",
+               "BM_LoggerWithAgePolicy", "the same without a policy", "BM_LoggerWithoutPolicy");
   add_time_row(34, "3 file-size limit asked before a write (getrlimit system call)",
                "BM_FileSizeLimitQuery", "SIGXFSZ blocked and unblocked (pthread_sigmask pair)",
                "BM_SignalMaskPair");

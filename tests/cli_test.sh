@@ -37,7 +37,21 @@ run_row() {
   fi
 }
 
+setup_log() { # a log over its limit, with two older siblings
+  mkdir bounded && head -c 200 /dev/zero | tr '\0' o >bounded/install.log
+  touch bounded/install.2026-01-01T00-00-00Z.log bounded/install.2026-01-02T00-00-00Z.log
+}
 check_log() {
+  [[ $(ls bounded | tr '\n' ' ') =~ ^install\.20[0-9-]{8}T[0-9-]{8}Z\.log\ install\.log\ $ ]] ||
+    fail "a log kept bounded left: $(ls bounded | tr '\n' ' ')"
+  [[ $(wc -c <bounded/install.2*) == 200 && $(<bounded/install.log) == *') bounded' ]] ||
+    fail "the rotated log or the new one holds what it should not"
+  contains "$TMPDIR/quillford_$(id -un).log" ') default bounded'
+  if unshare -m true 2>/dev/null; then # room for no other file: the log is not rotated, the entry lands
+    mkdir full
+    expect 0 'full/install.log: not rotated: No space left on device' unshare -m sh -c \
+      'mount -t tmpfs -o size=64k,nr_inodes=2 tmpfs full && head -c 200 /dev/zero >full/install.log && exec "$0" log --to full/install.log --keep-bytes 100 entry' "$qx"
+  fi
   grep -qE '^\([A-Z][a-z]{2} [0-9]{2}, [0-9]{4} [0-9:]{8}\) Installation started$' logs/install.log ||
     fail "unexpected entry format: $(cat logs/install.log)"
   contains logs/install.log ') --quiet was passed'
@@ -109,7 +123,11 @@ setup_report() { # an empty folder, and a fleet larger than the workers' window
     printf '(Nov 16, 2026 10:00:%s) Error %s: cannot copy part-%s.dat\n' "$i" "$i" "$i" >"many/$i.log"
   done
 }
-check_report() { # the page, the order of a fleet, and secrets that never leave the log
+check_report() { # the page, the order of a fleet and of per-run logs, and secrets that never leave the log
+  mkdir runs && printf '(Nov 15, 2026 09:00:00) b\n' >runs/install-2026-11-15T08-00-00Z-7.log
+  printf '(Nov 14, 2026 09:00:00) a\n' >runs/install-2026-11-14T08-00-00Z-100.log
+  [[ $("$qx" report runs --json | grep -o 'Z-[0-9]*\.log' | tr '\n' ' ') == 'Z-100.log Z-7.log ' ]] ||
+    fail "per-run logs are not reported in the order of their times"
   "$qx" report hostile.log --html page.html >/dev/null
   [[ $? == 1 && $(stat -c %a page.html) == 600 ]] || fail "report --html: exit or mode"
   contains page.html '<svg' && contains page.html '&lt;script&gt;alert(1)&lt;/script&gt;'

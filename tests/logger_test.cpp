@@ -169,6 +169,7 @@ TEST_F(LoggerTest, EachDroppedEntryIsTracedWithItsReasonAndHandedToTheHandler) {
   std::vector<Failure> seen;
   auto const previous = logger::set_write_failure_handler([&seen](Failure const& failure) {
     seen.push_back(failure);
+    seen.back().entry = untimed(failure.entry);
     logger::append_message(u"from the handler");
     throw std::runtime_error("handler failed");
   });
@@ -189,12 +190,12 @@ TEST_F(LoggerTest, EachDroppedEntryIsTracedWithItsReasonAndHandedToTheHandler) {
   ::close(reader);
   EXPECT_TRUE(logger::set_write_failure_handler(previous));
   auto const path = [](std::string const& file) { return fl::filesystem::make_path(file); };
-  EXPECT_EQ(
-      seen,
-      (std::vector<Failure>{
-          {path(dir_.file("sub/p.log")), Failure::Step::open, ENOENT, 0, entry_size("folder gone")},
-          {path("/dev/full"), Failure::Step::write, ENOSPC, 0, entry_size("device full")},
-          {path(x_), Failure::Step::open, ENXIO, 0, entry_size("a FIFO")}}));
+  EXPECT_EQ(seen, (std::vector<Failure>{{path(dir_.file("sub/p.log")), Failure::Step::open, ENOENT,
+                                         0, entry_size("folder gone"), "(T) folder gone"},
+                                        {path("/dev/full"), Failure::Step::write, ENOSPC, 0,
+                                         entry_size("device full"), "(T) device full"},
+                                        {path(x_), Failure::Step::open, ENXIO, 0,
+                                         entry_size("a FIFO"), "(T) a FIFO"}}));
   Lines const dropped = trace_.lines("failed");
   ASSERT_EQ(dropped.size(), 12U);  // each entry and each of the handler's: text, then reason
   EXPECT_EQ(Lines(dropped.begin(), dropped.begin() + 2),
@@ -210,6 +211,11 @@ TEST_F(LoggerTest, EachDroppedEntryIsTracedWithItsReasonAndHandedToTheHandler) {
 TEST_F(LoggerTest, APlantedDefaultFileIsNeverWrittenOrWaitedFor) {
   fs::create_symlink(dir_.write("x.log", "secret\n"), default_log_);
   logger::append_message(std::string("planted link"));
+  // Made the destination to be kept bounded, it is opened as carefully.
+  EXPECT_EQ(what_of<std::runtime_error>([] {
+              Logger const log(logger::RetentionPolicy{1, 1, {}});
+            }),
+            "Install Logger: Cannot open file \"" + default_log_ + "\"");
   EXPECT_EQ(read_file(x_), "secret\n");
   fs::remove(default_log_);
   dir_.fifo(default_log_);
@@ -314,9 +320,11 @@ TEST_F(LoggerTest, AnEntryInALogTheCallerCannotReadStandsApart) {
 // dropped (EDEADLK) rather than waited for, and reported once the lock is free.
 TEST_F(LoggerTest, ATraceSinkThatLogsIsNeverMadeToWaitForTheLogsLock) {
   std::vector<int> seen;
-  auto const previous = logger::set_write_failure_handler([&seen](Failure const& failure) {
+  std::string lost;
+  auto const previous = logger::set_write_failure_handler([&](Failure const& failure) {
     (void)logger::get_destination();  // would wait for ever under the lock
     seen.push_back(failure.error);
+    if (seen.size() == 1) lost = untimed(failure.entry);
   });
   TraceCapture const sink("install::cpputil::logger", 4U, [](std::string const& message) {
     if (!message.starts_with(" msg=")) logger::append_message("traced: " + message);
@@ -324,6 +332,7 @@ TEST_F(LoggerTest, ATraceSinkThatLogsIsNeverMadeToWaitForTheLogsLock) {
   Deadline const deadline(10);
   std::optional<Logger> log(std::in_place, dir_.file("sub/p.log"));
   EXPECT_EQ(seen, std::vector<int>{EDEADLK});  // reported as the constructor returns
+  EXPECT_EQ(lost, "(T) traced:  destination_file.string()=" + dir_.file("sub/p.log"));
   fs::remove_all(dir_.file("sub"));
   logger::append_message(std::string("lost"));
   std::vector<int> const before_reset = seen;
@@ -358,6 +367,7 @@ TEST_F(LoggerTest, OnAFullDiskAPartialEntryStandsApart) {
   EXPECT_EQ(std::tuple(seen[0].step, seen[0].error, seen[0].size),
             std::tuple(Failure::Step::write, ENOSPC, entry_size(entry)));
   ASSERT_GT(seen[0].written, 0U);
+  EXPECT_EQ(untimed(seen[0].entry), "(T) " + entry);
   EXPECT_EQ(log_of(log), fragment + "\n" + untimed(read_file(log).substr(4001, seen[0].written)) +
                              "\n(T) room again\n");
 }

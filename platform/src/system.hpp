@@ -35,6 +35,14 @@ struct file_status {
 /// retried here. The descriptor, or -1 with errno set.
 [[nodiscard]] int open_without_links(char const* name, int flags, mode_t mode) noexcept;
 
+/// Renames `from` in the open folder `from_folder` to `to` in the open folder `to_folder` only
+/// while nothing is at `to`, a symbolic link included (EEXIST otherwise, and nothing changes):
+/// the one call each system has for it (Linux's renameat2 with RENAME_NOREPLACE, macOS's
+/// renameatx_np with RENAME_EXCL). Where the file system lacks it, the rename fails (EINVAL,
+/// ENOTSUP) rather than replace what is there. 0, or -1 with errno set.
+[[nodiscard]] int rename_without_replacing(int from_folder, char const* from, int to_folder,
+                                           char const* to) noexcept;
+
 /// The process's file-size limit (the soft RLIMIT_FSIZE): RLIM_INFINITY when there is none or
 /// it cannot be read. Asked before every write, so it is read the cheapest way the system has.
 [[nodiscard]] rlim_t file_size_limit() noexcept;

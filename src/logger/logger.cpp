@@ -14,6 +14,7 @@
 #include "foundation/log/diagnostic_logger.hpp"
 #include "inputfile/input_lines.hpp"
 #include "install/platformutil/platform_utility.hpp"
+#include "logger/retention.hpp"
 #include "logger/run_ledger.hpp"
 
 namespace install::cpputil::logger {
@@ -54,6 +55,8 @@ basic_path last_destination_file;
 // Where destination_file was found at the Logger's construction, and whether others could
 // redirect that name (guarded by log_mutex): the entries go there, whatever moves later.
 fl::filesystem::destination destination_judged;
+// The shared lock of the run a Logger with a policy started (guarded by log_mutex).
+std::optional<fl::filesystem::file_lock> run_lock;
 // The same for the default log file, judged again when its name changes (guarded by log_mutex).
 basic_path default_named;
 fl::filesystem::destination default_judged;
@@ -104,6 +107,7 @@ void clear_destination() {
   FL_TRACE(trace_channel, debug_level, "unset destination");
   lock.lock();
   destination_file = basic_path();
+  run_lock.reset();
 }
 
 // Throws std::runtime_error `text` with `reason`, the system's, as its nested exception.
@@ -176,9 +180,15 @@ void report_deferred() {
   }
 }
 
-}  // namespace
+// Whether `judged` is where the entries of this process go now: its run is going on there.
+bool is_current(fl::filesystem::destination const& judged) {
+  std::lock_guard lock(log_mutex);
+  return !destination_file.empty() && destination_judged.real_path == judged.real_path;
+}
 
-Logger::Logger(basic_path const& requested) {
+// The constructor of every form: `policy` keeps the log bounded, `default_log` opens it as the
+// default log file is always opened.
+void set_destination(basic_path const& requested, RetentionPolicy const* policy, bool default_log) {
   // A copy, so that a reference to the live destination stays valid through the switch-over.
   basic_path const ofile = requested;
   FL_TRACE(trace_channel, info_level, "set destination", ofile);
@@ -198,9 +208,16 @@ Logger::Logger(basic_path const& requested) {
   // The folders the name really leads through are judged once, here; entries then go to that
   // real path, so neither a later swap of a folder nor a change of the working folder moves them.
   fl::filesystem::destination judged = fl::filesystem::judge_destination(ofile);
-  // Opening proves that the file can be created; it is closed again when the constructor ends.
+  judged.shared = judged.shared || default_log;
+  // Opening proves that the file can be created; it is closed again when the constructor ends,
+  // unless it holds the lock of a run kept bounded.
   int error = judged.error.value();
-  if (!judged.error) {
+  retention::run_start started;
+  if (!judged.error && policy != nullptr) {
+    started =
+        retention::start_run(ofile, judged.real_path, judged.shared, *policy, !is_current(judged));
+    error = started.open_error;
+  } else if (!judged.error) {
     fl::filesystem::basic_ofstream<char> const probe(
         judged.real_path, std::ios::out | std::ios::app,
         judged.shared ? careful_open : fl::filesystem::open_options{});
@@ -224,14 +241,37 @@ Logger::Logger(basic_path const& requested) {
     std::lock_guard lock(log_mutex);
     destination_file = ofile;
     destination_judged = std::move(judged);
+    run_lock = std::move(started.lock);
     FL_TRACE(trace_channel, info_level, " destination_file.string()=", destination_file);
   }
   report_deferred();
+  // Now that the run's own file is the destination: a handler that logs writes there.
+  for (WriteFailure const& failure : started.failures) report(failure);
+}
+
+}  // namespace
+
+Logger::Logger(basic_path const& ofile) {
+  set_destination(ofile, nullptr, false);
 }
 
 Logger::Logger(ustring const& ofile) : Logger(fl::filesystem::make_path(ofile)) {}
 
 Logger::Logger(std::string const& ofile) : Logger(fl::i18n::utf8_to_ustring(ofile)) {}
+
+Logger::Logger(basic_path const& ofile, RetentionPolicy const& policy) {
+  set_destination(ofile, &policy, false);
+}
+
+Logger::Logger(ustring const& ofile, RetentionPolicy const& policy)
+    : Logger(fl::filesystem::make_path(ofile), policy) {}
+
+Logger::Logger(std::string const& ofile, RetentionPolicy const& policy)
+    : Logger(fl::i18n::utf8_to_ustring(ofile), policy) {}
+
+Logger::Logger(RetentionPolicy const& policy) {
+  set_destination(default_log_file(), &policy, true);
+}
 
 // A destructor reports nothing. Only a trace sink that throws, or an allocation failure
 // while a trace line is composed, gets here.
@@ -316,8 +356,9 @@ std::optional<WriteFailure> write_entry(ustring const& message) {
   if (!stream.is_open()) {
     FL_TRACE(trace_channel, info_level, "failed to open destination_file for u8msg ", entry);
     int const error = to.judged.error ? to.judged.error.value() : stream.error();
-    WriteFailure failure{to.named, WriteFailure::Step::open, error, 0, entry.size() + 1};
+    WriteFailure failure{to.named, WriteFailure::Step::open, error, 0, entry.size() + 1, {}};
     trace_reason(failure);
+    failure.entry = std::move(entry);
     return failure;
   }
   // A file that does not end a line holds what a killed or failed writer left: the entry
@@ -334,10 +375,12 @@ std::optional<WriteFailure> write_entry(ustring const& message) {
     return std::nullopt;
   }
   std::size_t const written = stream.written() > (apart ? 1U : 0U) ? stream.written() - apart : 0;
-  WriteFailure failure{to.named, WriteFailure::Step::write, stream.error(), written, entry.size()};
+  WriteFailure failure{to.named, WriteFailure::Step::write, stream.error(), written, entry.size(),
+                       {}};
   entry.pop_back();
   FL_TRACE(trace_channel, info_level, "failed to write destination_file for u8msg ", entry);
   trace_reason(failure);
+  failure.entry = std::move(entry);
   return failure;
 }
 
@@ -346,8 +389,9 @@ std::optional<WriteFailure> write_entry(ustring const& message) {
 // released. Nothing is traced here, or such a sink would log again without end.
 void defer_dropped(ustring const& message) {
   basic_path const& file = destination_file.empty() ? default_named : destination_file;
-  deferred_failures.push_back(
-      {file, WriteFailure::Step::open, EDEADLK, 0, entry_text(message).size() + 1});
+  std::string entry = entry_text(message);
+  std::size_t const size = entry.size() + 1;
+  deferred_failures.push_back({file, WriteFailure::Step::open, EDEADLK, 0, size, std::move(entry)});
 }
 
 }  // namespace

@@ -208,6 +208,8 @@ void append_run_json(std::string& out, LogRunSummary const& run) {
   named(members, "product", run.start.product);
   named(members, "version", run.start.version);
   members.number("entries", run.entries);
+  if (run.lost_entries > 0)
+    members.number("lost_entries", run.lost_entries).text("last_loss", run.last_loss);
   if (!run.first_failure) {
     members.number("first_failure", "null");
   } else {

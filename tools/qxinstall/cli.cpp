@@ -75,11 +75,16 @@ void refuse_unless_utf8(std::string const& path, install::cpputil::InputFileRepo
       throw CommandError(tools::excerpt(path) + ":" + tools::diagnostic_text(found), exit_usage);
 }
 
-std::optional<install::cpputil::logger::Logger> open_log(std::string const& path) {
-  if (path.empty()) return std::nullopt;
-  utf8_name(path);
+std::optional<install::cpputil::logger::Logger> open_log(
+    std::string const& path,
+    std::optional<install::cpputil::logger::RetentionPolicy> const& policy) {
+  using install::cpputil::logger::Logger;
+  if (path.empty() && !policy) return std::nullopt;
+  if (!path.empty()) utf8_name(path);
   try {
-    return std::optional<install::cpputil::logger::Logger>(std::in_place, path);
+    if (!policy) return std::optional<Logger>(std::in_place, path);
+    if (path.empty()) return std::optional<Logger>(std::in_place, *policy);
+    return std::optional<Logger>(std::in_place, path, *policy);
   } catch (std::runtime_error const& error) {
     throw CommandError(text_of(error), exit_usage);
   }

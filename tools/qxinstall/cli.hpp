@@ -87,8 +87,12 @@ std::string const& utf8_name(std::string const& path);
 /// that holds such bytes): what the library read from it is not what its author wrote.
 void refuse_unless_utf8(std::string const& path, install::cpputil::InputFileReport const& report);
 
-/// Points the installation log at `path` for the command's lifetime when a path is given;
-/// CommandError (exit 2) with the library's text and reason when the Logger cannot be made.
-[[nodiscard]] std::optional<install::cpputil::logger::Logger> open_log(std::string const& path);
+/// Points the installation log at `path` for the command's lifetime when a path is given, kept
+/// bounded by `policy` when one is given (without a path, the per-user default log is then the
+/// destination); CommandError (exit 2) with the library's text and reason when the Logger
+/// cannot be made.
+[[nodiscard]] std::optional<install::cpputil::logger::Logger> open_log(
+    std::string const& path,
+    std::optional<install::cpputil::logger::RetentionPolicy> const& policy = std::nullopt);
 
 }  // namespace qx::cli

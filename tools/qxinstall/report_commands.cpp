@@ -15,6 +15,7 @@
 #include "escape.hpp"
 #include "fl/filesystem.hpp"
 #include "install/cpputil/input_file_writer.hpp"
+#include "install/cpputil/logger.hpp"
 #include "log_report.hpp"
 #include "report.hpp"
 
@@ -32,15 +33,21 @@ struct Options {
   std::size_t context = 5;
 };
 
-// Each LOG given, and the regular files under each folder given, in name order; links met in
-// a folder are not followed. CommandError (exit 2) for what is neither, or cannot be listed.
+// Each LOG given, after its rotated siblings (its history, oldest first), and the regular files
+// under each folder given, in name order; links met in a folder are not followed. CommandError
+// (exit 2) for what is neither, or cannot be listed.
 std::vector<std::string> log_files(std::vector<std::string> const& given) {
   namespace fs = std::filesystem;
   std::vector<std::string> files;
   for (std::string const& name : given) {
     std::error_code error;
     if (!fs::is_directory(name, error)) {
-      files.push_back(name);  // read, or refused with its reason, by the library
+      if (!fl::i18n::is_valid_utf8(name)) {
+        files.push_back(name);  // refused with its reason when it is read
+        continue;
+      }
+      for (auto const& log : cpputil::logger::log_history(fl::filesystem::make_path(name)))
+        files.push_back(fl::i18n::ustring_to_utf8(log.string()));  // read, or refused, later
       continue;
     }
     std::vector<std::string> found;
@@ -226,8 +233,11 @@ Handler setup_report(CLI::App& app) {
       "Per run: outcome (succeeded, failed, cancelled, or unfinished without an end entry),\n"
       "product, times, duration, the first failure with the entries before it, the other\n"
       "failures, the longest gaps, the files copied in and the secrets leaked, each with its\n"
-      "line. Secrets are masked wherever the report quotes the log. Several logs, or folders:\n"
-      "then the failures that most runs show, with numbers, paths, quoted text and hex runs\n"
+      "line. Secrets are masked wherever the report quotes the log. A log's rotated siblings\n"
+      "(install.<UTC time>.log beside install.log) come before it, oldest first; a folder's\n"
+      "logs come in name order (per-run logs: the order of their times). Several logs, or\n"
+      "folders: then the failures that most runs show, with numbers, paths, quoted text and hex "
+      "runs\n"
       "as placeholders. Exit status: 0 every run succeeded and nothing leaked, 1 a run failed,\n"
       "was cancelled or is unfinished, or a secret leaked, 2 a usage or input error.");
   return [options] {

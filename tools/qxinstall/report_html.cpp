@@ -150,7 +150,13 @@ void append_run(std::string& out, cpputil::LogRunSummary const& run, Timeline co
   text(out, run.end_text);
   out += "</dd><dt>duration</dt><dd>" +
          (run.duration_s ? fixed(*run.duration_s) + " s" : std::string("unknown")) +
-         "</dd><dt>entries</dt><dd>" + std::to_string(run.entries) + "</dd></dl>\n";
+         "</dd><dt>entries</dt><dd>" + std::to_string(run.entries) + "</dd>";
+  if (run.lost_entries > 0) {
+    out += "<dt>lost entries</dt><dd>" + std::to_string(run.lost_entries) + ", the last: ";
+    text(out, run.last_loss);
+    out += "</dd>";
+  }
+  out += "</dl>\n";
   append_timeline(out, timeline, run, index);
   if (run.first_failure) {
     out += "<h4>First failure</h4>\n<ol class=\"context\">\n";

@@ -3,7 +3,9 @@
 /// \file
 /// The installation log: its destination, its entries and what is reported when one is lost.
 
+#include <chrono>
 #include <cstddef>
+#include <cstdint>
 #include <functional>
 #include <string>
 #include <vector>
@@ -24,6 +26,53 @@ ustring const unable_to_create_file_message =
     u"Unable to create specified file for installation log ";
 /// Notice written into the old destination when a Logger switches to a new file.
 ustring const reset_destination_message = u"Reset destination file log ";
+
+/// How much of a log's past a run keeps: applied once, when a run starts on the log (a Logger
+/// constructed with it), before the run's first entry. A limit of 0 is no limit.
+///
+/// Rotation. A log larger than `max_bytes` is renamed to a time-stamped sibling and the run
+/// starts a new, empty file under the log's name: "install.log" becomes
+/// "install.2026-11-25T08-05-35Z.log" (the time of the rotation in UTC; a second rotation in
+/// the same second takes "...Z-1.log", never replacing a sibling). The new file is made first,
+/// with the old one's permission bits, so a disk that has no room for another file leaves the
+/// log where it was. A rename or a new file that fails, or a lock that cannot be taken, goes to
+/// the write failure handler (WriteFailure::Step::rotate, with its errno) once the Logger is
+/// set, and the run goes on in the current file: retention never fails a Logger.
+///
+/// Siblings. The time-stamped siblings of "install.log" are the files "install.<stamp>.log"
+/// (and "-N" after the stamp) of rotations and "install-<stamp>-<pid>.log" of run_log_path,
+/// in the log's folder, ordered by their time stamps. Beyond `max_files` of them the oldest
+/// are removed when a run starts a new, empty file (after a rotation, on a per-run log, on a
+/// log that did not exist): that is when their number grows. Every one not modified for longer
+/// than `max_age` (its file time) is removed at every run's start, which then lists the
+/// folder. Never removed: the log itself, and a sibling whose run is going on (its Logger holds
+/// its lock). A removal that fails goes to the handler (WriteFailure::Step::remove).
+///
+/// A run is never split. Only the constructor rotates, before the destination is set. A Logger
+/// with a policy keeps one descriptor open on its file while it is set, holding a shared lock
+/// (flock(2)) that says a run is going on there; entries are still opened, written and closed
+/// one by one. Rotation needs the exclusive lock, taken without waiting for a run: a log
+/// another process's run holds is not rotated (it grows until a run starts on it alone), nor is
+/// the destination this process has set already. The size is read under the exclusive lock,
+/// and a log renamed meanwhile is opened again, so runs starting on one log at the same moment
+/// rotate it at most once. A rotation of another process is waited for up to one second. A
+/// Logger without a policy takes no lock: its run may see its log rotated by another process.
+///
+/// Folders. The folder is opened once, by the real path the destination was judged by, when
+/// a rotation or the siblings need it, and every name in it is examined without following a
+/// symbolic link. Only regular files are
+/// renamed or removed; when the destination is shared (a folder others can write), the folder
+/// is opened through no link and only the caller's own files with one link are touched. A log
+/// whose name is a link is not rotated; for a destination that is not a regular file (a
+/// terminal, /dev/null) nothing is done at all.
+struct RetentionPolicy {
+  /// The size in bytes above which a log is rotated when a run starts.
+  std::uintmax_t max_bytes = 0;
+  /// How many time-stamped siblings are kept.
+  std::size_t max_files = 0;
+  /// How long since its last change a sibling is kept.
+  std::chrono::seconds max_age{0};
+};
 
 /// Points the process's installation log at a file for the object's lifetime. The
 /// destination belongs to the process: destroying any Logger clears it, nested ones too.
@@ -56,6 +105,18 @@ class QX_CPPUTIL_API Logger {
   explicit Logger(ustring const& ofile);
   /// As the path form, for a UTF-8 path text.
   explicit Logger(std::string const& ofile);
+  /// As the path form, keeping the log bounded by `policy` when the run starts (see
+  /// RetentionPolicy); holds a shared lock on the file while it is the destination.
+  Logger(fl::filesystem::basic_path const& ofile, RetentionPolicy const& policy);
+  /// As the policy form, for a UTF-16 path text.
+  Logger(ustring const& ofile, RetentionPolicy const& policy);
+  /// As the policy form, for a UTF-8 path text.
+  Logger(std::string const& ofile, RetentionPolicy const& policy);
+  /// Makes the per-user default log file (where entries go while no Logger is set) the
+  /// destination, kept bounded by `policy` as the other forms keep theirs. It is opened as a
+  /// shared destination always is: through no link, the caller's own file, created with mode
+  /// 0600. Entries before it that went to that file belong to no run it starts.
+  explicit Logger(RetentionPolicy const& policy);
   /// Clears the destination and remembers it as the last destination. Never throws.
   ~Logger();
 
@@ -66,16 +127,19 @@ class QX_CPPUTIL_API Logger {
 /// The live current destination; empty while no Logger is set. Copy it if you keep it.
 [[nodiscard]] QX_CPPUTIL_API fl::filesystem::basic_path const& get_destination();
 
-/// An entry that did not reach the log whole.
+/// An entry that did not reach the log whole, or a log that could not be kept bounded.
 struct WriteFailure {
   /// What failed.
   enum class Step {
-    open,   ///< the file did not open: nothing of the entry reached it
-    write,  ///< writing the entry failed part-way or at its start
+    open,    ///< the file did not open: nothing of the entry reached it
+    write,   ///< writing the entry failed part-way or at its start
+    rotate,  ///< a run's log was not rotated (RetentionPolicy): no entry was lost
+    remove,  ///< an old sibling was not removed, or the folder not listed: no entry was lost
   };
-  /// The file the entry was meant for: the destination, or the per-user default log file.
+  /// The file the entry was meant for: the destination, or the per-user default log file. For
+  /// rotate, the log; for remove, the sibling (or the folder that could not be listed).
   fl::filesystem::basic_path file;
-  /// Whether opening or writing failed.
+  /// Which step failed.
   Step step = Step::open;
   /// The system's reason, an errno value (ENOSPC, EFBIG, EACCES, ...).
   int error = 0;
@@ -84,16 +148,22 @@ struct WriteFailure {
   std::size_t written = 0;
   /// The size of the whole entry in bytes, its line feed included.
   std::size_t size = 0;
+  /// The text of the entry, as it would have stood in the file (UTF-8, its time stamp
+  /// included, its line feed not), for a handler to send elsewhere: standard error, another
+  /// file, the front end's window. Empty for rotate and remove.
+  std::string entry;
 
   /// Equal when every field is.
   friend bool operator==(WriteFailure const&, WriteFailure const&) = default;
 };
 
-/// Receives every entry that did not reach the log whole.
+/// Receives every entry that did not reach the log whole, and every failure to keep a log
+/// bounded.
 using WriteFailureHandler = std::function<void(WriteFailure const&)>;
 
-/// Makes `handler` the process's handler of entries that are not written whole and returns
-/// the one it replaces (an empty function when there was none; an empty `handler` removes it).
+/// Makes `handler` the process's handler of entries that are not written whole (and of logs
+/// that could not be kept bounded) and returns the one it replaces (an empty function when
+/// there was none; an empty `handler` removes it).
 /// The handler runs on the thread that wrote the entry, never while that thread holds the log's
 /// lock, so it may log: an entry that fails while the handler runs on that thread is traced but
 /// not handed to the handler again. What it throws is caught and traced. Safe from any thread.
@@ -184,6 +254,23 @@ QX_CPPUTIL_API void begin_run(RunInfo const& info);
 /// failure handler or not), "lost entries: 0" when none, with the system's reason of the last
 /// one. A run without this entry (a crash, a kill) reads as unfinished.
 QX_CPPUTIL_API void end_run(RunOutcome outcome);
+
+/// A file name for one run's own log in `folder`: "<name>-2026-11-25T08-05-35Z-<pid>.log", with
+/// the time in UTC and this process's id (a folder text with no '/' at its end gets one). Give
+/// it to a Logger with a policy: `max_files` and `max_age` then apply to the other runs' files
+/// (a per-run log is new, so `max_bytes` seldom matters). An empty folder gives the name alone.
+[[nodiscard]] QX_CPPUTIL_API fl::filesystem::basic_path run_log_path(
+    fl::filesystem::basic_path const& folder, ustring const& name);
+/// As the ustring form, for a UTF-8 name.
+[[nodiscard]] QX_CPPUTIL_API fl::filesystem::basic_path run_log_path(
+    fl::filesystem::basic_path const& folder, std::string const& name);
+
+/// The files that hold `log`'s history, oldest first: its rotated siblings
+/// ("install.<stamp>[-N].log" beside "install.log", regular files only, by their time stamps),
+/// then `log` itself, which is named whether it exists or not. Only `log`'s folder is read
+/// (a folder that cannot be read gives `log` alone); no link in it is followed.
+[[nodiscard]] QX_CPPUTIL_API std::vector<fl::filesystem::basic_path> log_history(
+    fl::filesystem::basic_path const& log);
 
 namespace detail {
 

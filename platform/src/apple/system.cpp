@@ -9,6 +9,7 @@
 #include <array>
 #include <cerrno>
 #include <climits>
+#include <cstdio>
 
 #include "posix_call.hpp"
 #include "retry.hpp"
@@ -38,6 +39,11 @@ int status_of(int fd, file_status& status) noexcept {
 // O_NOFOLLOW_ANY (macOS 11 and later) refuses a link at any component with ELOOP.
 int open_without_links(char const* name, int flags, mode_t mode) noexcept {
   return QX_POSIX_CALL(open(name, flags | O_NOFOLLOW_ANY, mode));
+}
+
+int rename_without_replacing(int from_folder, char const* from, int to_folder,
+                             char const* to) noexcept {
+  return QX_POSIX_CALL(renameatx_np(from_folder, from, to_folder, to, RENAME_EXCL));
 }
 
 rlim_t file_size_limit() noexcept {

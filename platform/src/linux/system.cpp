@@ -8,6 +8,7 @@
 #include <unistd.h>
 
 #include <cerrno>
+#include <cstdio>
 
 #include "posix_call.hpp"
 #include "retry.hpp"
@@ -42,6 +43,11 @@ int open_without_links(char const* name, int flags, mode_t mode) noexcept {
   errno = ENOSYS;
   return -1;
 #endif
+}
+
+int rename_without_replacing(int from_folder, char const* from, int to_folder,
+                             char const* to) noexcept {
+  return QX_POSIX_CALL(renameat2(from_folder, from, to_folder, to, RENAME_NOREPLACE));
 }
 
 // The old getrlimit system call, where the processor has it, costs less than half of the

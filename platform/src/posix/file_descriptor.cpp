@@ -92,6 +92,20 @@ opened open_file(char const* name, int flags, mode_t mode, expect kind) noexcept
   return {fd, regular, st.device, st.inode, st.size, 0};
 }
 
+filesystem::file_entry entry_of(struct stat const& st) noexcept {
+  using type = filesystem::entry_type;
+  type const kind = S_ISREG(st.st_mode)    ? type::regular
+                    : S_ISDIR(st.st_mode)  ? type::folder
+                    : S_ISLNK(st.st_mode)  ? type::symbolic_link
+                    : S_ISCHR(st.st_mode)  ? type::character_device
+                    : S_ISBLK(st.st_mode)  ? type::block_device
+                    : S_ISFIFO(st.st_mode) ? type::fifo
+                    : S_ISSOCK(st.st_mode) ? type::socket
+                                           : type::other;
+  return {kind,      st.st_uid, st.st_gid, static_cast<mode_t>(st.st_mode & 07777),
+          st.st_dev, st.st_ino};
+}
+
 int status_of_name(char const* name, struct stat& status) noexcept {
   return QX_POSIX_CALL(lstat(name, &status)) == 0 ? 0 : errno;
 }

@@ -7,6 +7,8 @@
 #include <cstddef>
 #include <string>
 
+#include "fl/filesystem.hpp"
+
 namespace fl::posix {
 
 /// What an opened descriptor must be; fstat checks it before the descriptor is used.
@@ -38,6 +40,8 @@ struct opened {
 /// another kind that `kind` refuses (as the system answers for a socket), EPERM for a private file
 /// owned by another user and EMLINK for one with a second link.
 [[nodiscard]] opened open_file(char const* name, int flags, mode_t mode, expect kind) noexcept;
+/// What lstat(2) or fstatat(2) says of a name, as the public file_entry gives it.
+[[nodiscard]] filesystem::file_entry entry_of(struct stat const& status) noexcept;
 /// What is at `name`, a symbolic link itself rather than its target (lstat(2)): 0 or the errno.
 [[nodiscard]] int status_of_name(char const* name, struct stat& status) noexcept;
 /// The absolute name of the folder `name` with every link, "." and ".." resolved as the kernel

@@ -127,17 +127,7 @@ file_entry symlink_status(basic_path const& path, std::error_code& error) {
   int const failed = posix::status_of_name(detail::make_native_access_form_i18n(path).c_str(), st);
   if (failed == ENOENT) return {};
   if (failed != 0) return unexamined(error, failed);
-  using type = entry_type;
-  type const kind = S_ISREG(st.st_mode)    ? type::regular
-                    : S_ISDIR(st.st_mode)  ? type::folder
-                    : S_ISLNK(st.st_mode)  ? type::symbolic_link
-                    : S_ISCHR(st.st_mode)  ? type::character_device
-                    : S_ISBLK(st.st_mode)  ? type::block_device
-                    : S_ISFIFO(st.st_mode) ? type::fifo
-                    : S_ISSOCK(st.st_mode) ? type::socket
-                                           : type::other;
-  return {kind,      st.st_uid, st.st_gid, static_cast<mode_t>(st.st_mode & 07777),
-          st.st_dev, st.st_ino};
+  return posix::entry_of(st);
 }
 
 std::string failure_reason(int error) {

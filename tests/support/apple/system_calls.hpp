@@ -4,7 +4,8 @@
 
 #include <sys/resource.h>
 #include <sys/stat.h>
+#include <cstdio>
 
 namespace qx::fake {
-using ::fstat, ::getrlimit;
+using ::fstat, ::getrlimit, ::renameatx_np;
 }  // namespace qx::fake

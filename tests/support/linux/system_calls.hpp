@@ -6,8 +6,9 @@
 #include <sys/resource.h>
 #include <sys/stat.h>
 #include <unistd.h>
+#include <cstdio>
 
 namespace qx::fake {
 long syscall(long number, ...);  // openat2 only; the others reach the system
-using ::getrlimit, ::statx;
+using ::getrlimit, ::renameat2, ::statx;
 }  // namespace qx::fake
