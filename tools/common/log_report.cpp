@@ -16,23 +16,6 @@ std::string number(double value) {
   return std::string(text, std::to_chars(text, text + sizeof text, value).ptr);
 }
 
-// "0.002 s", "189 s", "3725 s (1 h 2 min 5 s)".
-std::string duration_text(double seconds) {
-  char text[32];
-  std::string out(
-      text, std::to_chars(text, text + sizeof text, seconds, std::chars_format::fixed,
-                          seconds == static_cast<double>(static_cast<long long>(seconds)) ? 0 : 3)
-                .ptr);
-  out += " s";
-  if (seconds >= 60) {
-    auto const whole = static_cast<long long>(seconds);
-    out += " (";
-    if (whole >= 3600) out += std::to_string(whole / 3600) + " h ";
-    out += std::to_string(whole / 60 % 60) + " min " + std::to_string(whole % 60) + " s)";
-  }
-  return out;
-}
-
 // A quoted message on one line: its first line, escaped, and how many lines follow it.
 void append_message_line(std::string& out, std::string_view message) {
   std::size_t const end = message.find('\n');
@@ -276,6 +259,22 @@ bool log_passed(cpputil::LogSummary const& summary) {
     if (run.outcome != cpputil::LogRunOutcome::succeeded || !run.leaks.empty()) return false;
   }
   return true;
+}
+
+std::string duration_text(double seconds) {
+  char text[32];
+  std::string out(
+      text, std::to_chars(text, text + sizeof text, seconds, std::chars_format::fixed,
+                          seconds == static_cast<double>(static_cast<long long>(seconds)) ? 0 : 3)
+                .ptr);
+  out += " s";
+  if (seconds >= 60) {
+    auto const whole = static_cast<long long>(seconds);
+    out += " (";
+    if (whole >= 3600) out += std::to_string(whole / 3600) + " h ";
+    out += std::to_string(whole / 60 % 60) + " min " + std::to_string(whole % 60) + " s)";
+  }
+  return out;
 }
 
 std::string iso_time(std::chrono::local_seconds local,
