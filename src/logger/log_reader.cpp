@@ -361,8 +361,8 @@ void log_text::EntryScanner::close(Raw& raw) const noexcept {
 }
 
 bool log_text::EntryScanner::scan(Raw& raw) {
-  std::uint64_t end = 0;
-  if (!line_end(at_, end)) return false;
+  std::uint64_t end = at_end_;
+  if (!at_parsed_ && !line_end(at_, end)) return false;
   raw.begin = at_;
   raw.line = lines_ + 1;
   raw.time = at_parsed_ ? at_time_ : stamps_.parse(view(at_, end));
@@ -388,6 +388,7 @@ void log_text::EntryScanner::scan_message() {
     at_time_ = stamps_.parse(line);
     if (at_time_ || is_cut_stamp(line)) {
       at_parsed_ = true;
+      at_end_ = end;
       return;
     }
     consume(end);
@@ -413,6 +414,7 @@ void log_text::EntryScanner::scan_copy(Raw& raw, std::string_view path) {
     if (std::optional<local_seconds> const next = stamps_.parse(line); next && *next > *raw.time) {
       at_time_ = next;
       at_parsed_ = true;
+      at_end_ = end;
       return;
     }
     copy_.withheld = first && line.starts_with(withheld_prefix);
@@ -423,7 +425,7 @@ void log_text::EntryScanner::scan_copy(Raw& raw, std::string_view path) {
   }
 }
 
-void log_text::EntryScanner::hand_out(Raw const& raw, ScannedEntry& entry) {
+inline void log_text::EntryScanner::hand_out(Raw const& raw, ScannedEntry& entry) {
   entry.line = raw.line;
   entry.line_count = raw.line_count;
   entry.kind = raw.kind;

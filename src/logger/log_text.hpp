@@ -204,8 +204,9 @@ class EntryScanner {
   std::uint64_t at_ = 0;     // the next line to scan
   std::uint64_t lines_ = 0;  // lines scanned
   std::uint64_t lines_out_ = 0;
-  // The time of the stamp at at_, parsed already when it ended the entry before.
+  // The time and the end of the line at at_, found already when it ended the entry before.
   std::optional<std::chrono::local_seconds> at_time_;
+  std::uint64_t at_end_ = 0;
   bool at_parsed_ = false;
   // An entry scanned ahead to see whether it completes a failed file rule.
   Raw ahead_;
