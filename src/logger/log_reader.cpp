@@ -264,58 +264,43 @@ void describe(LogEntry& entry) {
 
 log_text::EntryScanner::EntryScanner(fl::filesystem::basic_path const& path,
                                      FailureWords const* words)
-    : in_(path), words_(words), marks_words_(words != nullptr && words->can_mark()) {}
+    : blocks_(path, 128 * 1024),
+      words_(words),
+      marks_words_(words != nullptr && words->can_mark()) {}
 
 log_text::EntryScanner::~EntryScanner() = default;
 
 bool log_text::EntryScanner::is_open() const noexcept {
-  return in_.is_open();
+  return blocks_.is_open();
 }
 
 int log_text::EntryScanner::error() const noexcept {
-  return in_.error();
+  return blocks_.error();
 }
 
 // Makes room and reads on. The bytes from keep_ on stay; those before it, which the entries
-// handed out view, are dropped, so whoever keeps views is told first.
+// handed out view, are dropped, and every byte may move: whoever keeps views is told first.
 void log_text::EntryScanner::refill() {
-  constexpr std::size_t block = 128 * 1024;
   auto const drop = static_cast<std::size_t>(keep_ - base_);
-  // Grown when what stays leaves less than a quarter free: a long entry is read in large
-  // reads, never byte by byte, and the buffer stays within a few times the longest entry.
-  bool const grow = size_ == 0 || size_ - (filled_ - drop) < size_ / 4;
-  if ((drop > 0 || (grow && filled_ > 0)) && pin_) pin_();
-  if (drop > 0) {
-    std::memmove(buffer_.get(), buffer_.get() + drop, filled_ - drop);
-    filled_ -= drop;
-    base_ = keep_;
+  std::size_t const held = blocks_.size() - drop;
+  if (pin_) pin_();
+  blocks_.read_more(drop);
+  base_ = keep_;
+  std::size_t from = drop > 0 ? 0 : held;  // the bytes that did not move are marked already
+  if (blocks_.capacity() / 64 + 1 > bit_words_) {
+    bit_words_ = blocks_.capacity() / 64 + 1;
+    feeds_ = std::make_unique_for_overwrite<std::uint64_t[]>(bit_words_);
+    if (marks_words_) starts_ = std::make_unique_for_overwrite<std::uint64_t[]>(bit_words_);
+    from = 0;
   }
-  std::size_t marked = drop > 0 ? 0 : filled_;
-  if (grow) {
-    marked = 0;  // new bitmaps
-    std::size_t const size = size_ == 0 ? block : size_ * 2;
-    auto grown = std::make_unique_for_overwrite<char[]>(size + lane_overrun);
-    if (filled_ > 0) std::memcpy(grown.get(), buffer_.get(), filled_);
-    buffer_ = std::move(grown);
-    size_ = size;
-    feeds_ = std::make_unique_for_overwrite<std::uint64_t[]>(size / 64 + 1);
-    if (marks_words_) starts_ = std::make_unique_for_overwrite<std::uint64_t[]>(size / 64 + 1);
-  }
-  std::streamsize const got =
-      in_.rdbuf()->sgetn(buffer_.get() + filled_, static_cast<std::streamsize>(size_ - filled_));
-  if (got <= 0)
-    drained_ = true;  // the end, or a read that failed (error() says which)
-  else
-    filled_ += static_cast<std::size_t>(got);
-  std::memset(buffer_.get() + filled_, 0, lane_overrun);
-  mark(marked);
+  mark(from);
 }
 
 // Marks the bytes from `from` on (from the start of its 64-byte block).
 void log_text::EntryScanner::mark(std::size_t from) {
   std::size_t const start = from / 64 * 64;
-  auto const* const data = reinterpret_cast<unsigned char const*>(buffer_.get());
-  mark_block(data + start, filled_ - start, start > 0 && is_word_byte(data[start - 1]),
+  auto const* const data = reinterpret_cast<unsigned char const*>(blocks_.data());
+  mark_block(data + start, blocks_.size() - start, start > 0 && is_word_byte(data[start - 1]),
              marks_words_ ? &words_->word_starts() : nullptr, feeds_.get() + start / 64,
              marks_words_ ? starts_.get() + start / 64 : nullptr);
 }
@@ -329,15 +314,15 @@ bool log_text::EntryScanner::holds_marked_word(std::string_view message, std::si
 }
 
 bool log_text::EntryScanner::read_line_end(std::uint64_t at, std::uint64_t& end) {
-  for (std::uint64_t scanned = base_ + filled_;; scanned = base_ + filled_) {
-    if (drained_) {
+  for (std::uint64_t scanned = base_ + blocks_.size();; scanned = base_ + blocks_.size()) {
+    if (blocks_.drained()) {
       end = scanned;  // the last line, without a line feed
       return at < end;
     }
     refill();
     std::size_t const feed =
-        next_bit(feeds_.get(), static_cast<std::size_t>(scanned - base_), filled_);
-    if (feed < filled_) {
+        next_bit(feeds_.get(), static_cast<std::size_t>(scanned - base_), blocks_.size());
+    if (feed < blocks_.size()) {
       end = base_ + feed;
       return true;
     }
@@ -346,7 +331,7 @@ bool log_text::EntryScanner::read_line_end(std::uint64_t at, std::uint64_t& end)
 
 void log_text::EntryScanner::consume(std::uint64_t end) noexcept {
   ++lines_;
-  at_ = end < base_ + filled_ ? end + 1 : end;
+  at_ = end < base_ + blocks_.size() ? end + 1 : end;
 }
 
 // Ends the entry at the line to scan next: its message runs up to its last line feed.
@@ -354,8 +339,7 @@ void log_text::EntryScanner::close(Raw& raw) const noexcept {
   raw.end = at_;
   raw.message = raw.time ? raw.begin + stamp_size : raw.begin;
   raw.message_end = raw.end;
-  if (raw.message_end > raw.message &&
-      buffer_[static_cast<std::size_t>(raw.message_end - 1 - base_)] == '\n')
+  if (raw.message_end > raw.message && blocks_.data()[raw.message_end - 1 - base_] == '\n')
     --raw.message_end;
   raw.line_count = lines_ - raw.line + 1;
 }

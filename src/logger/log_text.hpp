@@ -138,7 +138,7 @@ class EntryScanner {
   [[nodiscard]] bool holds_failure_word(ScannedEntry const& entry) const {
     if (!marks_words_) return holds_unmarked_word(entry.message);
     // Most messages hold no marked start: one look at the bits.
-    auto const offset = static_cast<std::size_t>(entry.message.data() - buffer_.get());
+    auto const offset = static_cast<std::size_t>(entry.message.data() - blocks_.data());
     std::size_t const end = offset + entry.message.size();
     return next_bit(starts_.get(), offset, end) != end && holds_marked_word(entry.message, offset);
   }
@@ -168,8 +168,9 @@ class EntryScanner {
   // The end of the line that starts at `at` (its line feed, or the end of the file), reading on
   // when it is not in the buffer yet; false when `at` is the end of the file.
   bool line_end(std::uint64_t at, std::uint64_t& end) {
-    std::size_t const feed = next_bit(feeds_.get(), static_cast<std::size_t>(at - base_), filled_);
-    if (feed == filled_) return read_line_end(at, end);
+    std::size_t const held = blocks_.size();
+    std::size_t const feed = next_bit(feeds_.get(), static_cast<std::size_t>(at - base_), held);
+    if (feed == held) return read_line_end(at, end);
     end = base_ + feed;
     return true;
   }
@@ -179,7 +180,7 @@ class EntryScanner {
   void refill();
   void mark(std::size_t from);
   [[nodiscard]] std::string_view view(std::uint64_t from, std::uint64_t to) const noexcept {
-    return {buffer_.get() + (from - base_), static_cast<std::size_t>(to - from)};
+    return {blocks_.data() + (from - base_), static_cast<std::size_t>(to - from)};
   }
   [[nodiscard]] std::string_view message_of(Raw const& raw) const noexcept {
     return view(raw.message, raw.message_end);
@@ -187,17 +188,15 @@ class EntryScanner {
   void close(Raw& raw) const noexcept;
   void hand_out(Raw const& raw, ScannedEntry& entry);
 
-  fl::filesystem::basic_ifstream<char> in_;
+  static_assert(fl::filesystem::block_reader::overrun >= lane_overrun);
+  fl::filesystem::block_reader blocks_;
   FailureWords const* words_;
   bool marks_words_;
-  std::unique_ptr<char[]> buffer_;  // lane_overrun bytes longer than size_, zeros after filled_
-  std::unique_ptr<std::uint64_t[]> feeds_;   // the line feeds of [0, filled_), a bit per byte
+  std::unique_ptr<std::uint64_t[]> feeds_;   // the line feeds of the bytes held, a bit per byte
   std::unique_ptr<std::uint64_t[]> starts_;  // where a failure word may start
-  std::size_t size_ = 0;                     // the buffer's bytes
-  std::size_t filled_ = 0;                   // bytes read into it
-  std::uint64_t base_ = 0;                   // the file offset of its first byte
+  std::size_t bit_words_ = 0;                // the words of each
+  std::uint64_t base_ = 0;                   // the file offset of the first byte held
   std::uint64_t keep_ = 0;                   // bytes from here on stay when the buffer moves
-  bool drained_ = false;                     // the end was reached, or a read failed
   std::function<void()> pin_;
 
   StampReader stamps_;
