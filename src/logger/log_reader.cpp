@@ -329,13 +329,13 @@ bool log_text::EntryScanner::read_line_end(std::uint64_t at, std::uint64_t& end)
   }
 }
 
-void log_text::EntryScanner::consume(std::uint64_t end) noexcept {
+[[gnu::always_inline]] inline void log_text::EntryScanner::consume(std::uint64_t end) noexcept {
   ++lines_;
   at_ = end < base_ + blocks_.size() ? end + 1 : end;
 }
 
 // Ends the entry at the line to scan next: its message runs up to its last line feed.
-void log_text::EntryScanner::close(Raw& raw) const noexcept {
+[[gnu::always_inline]] inline void log_text::EntryScanner::close(Raw& raw) const noexcept {
   raw.end = at_;
   raw.message = raw.time ? raw.begin + stamp_size : raw.begin;
   raw.message_end = raw.end;
@@ -344,7 +344,7 @@ void log_text::EntryScanner::close(Raw& raw) const noexcept {
   raw.line_count = lines_ - raw.line + 1;
 }
 
-bool log_text::EntryScanner::scan(Raw& raw) {
+[[gnu::always_inline]] inline bool log_text::EntryScanner::scan(Raw& raw) {
   std::uint64_t end = at_end_;
   if (!at_parsed_ && !line_end(at_, end)) return false;
   raw.begin = at_;
@@ -365,7 +365,7 @@ bool log_text::EntryScanner::scan(Raw& raw) {
 }
 
 // The lines up to the next that starts an entry: a time stamp, or a stamp cut short.
-void log_text::EntryScanner::scan_message() {
+[[gnu::always_inline]] inline void log_text::EntryScanner::scan_message() {
   std::uint64_t end = 0;
   while (line_end(at_, end)) {
     std::string_view const line = view(at_, end);
@@ -409,7 +409,8 @@ void log_text::EntryScanner::scan_copy(Raw& raw, std::string_view path) {
   }
 }
 
-inline void log_text::EntryScanner::hand_out(Raw const& raw, ScannedEntry& entry) {
+[[gnu::always_inline]] inline void log_text::EntryScanner::hand_out(Raw const& raw,
+                                                                    ScannedEntry& entry) {
   entry.line = raw.line;
   entry.line_count = raw.line_count;
   entry.kind = raw.kind;
