@@ -1,5 +1,6 @@
 #include "install/cpputil/log_reader.hpp"
 
+#include <algorithm>
 #include <array>
 #include <bit>
 #include <charconv>
@@ -433,7 +434,59 @@ void log_text::EntryScanner::scan_copy(Raw& raw, std::string_view path) {
   }
 }
 
+namespace {
+
+// Whether a message that starts at `text` (eight bytes readable) may be a notice of the library,
+// a copy or a run's start or end: by its first eight bytes, which tell them from most others.
+bool may_be_special(char const* text) noexcept {
+  auto const head = [](std::string_view prefix) {
+    std::uint64_t bytes = 0;
+    std::memcpy(&bytes, prefix.data(), sizeof bytes);
+    return bytes;
+  };
+  static std::array<std::uint64_t, 5> const heads = {
+      head(copy_header), head(run_started), head(switch_prefix), head(launch_failure_prefix),
+      head(rule_failure_prefix)};
+  static_assert(folder_failure_prefix.starts_with("Unable t") &&
+                file_failure_prefix.starts_with("Unable t") && run_ended.starts_with("Installa"));
+  std::uint64_t bytes = 0;
+  std::memcpy(&bytes, text, sizeof bytes);
+  return std::find(heads.begin(), heads.end(), bytes) != heads.end();
+}
+
+}  // namespace
+
+// The common entry without the general steps: a line with a time stamp, whose message starts
+// like no special entry, followed by a line with a time stamp, both in the buffer. False, with
+// nothing changed, for any other entry.
+[[gnu::always_inline]] inline bool log_text::EntryScanner::quick(ScannedEntry& entry) {
+  if (has_ahead_ || !at_parsed_ || !at_time_) return false;
+  char const* const data = blocks_.data();
+  auto const begin = static_cast<std::size_t>(at_ - base_);
+  auto const end = static_cast<std::size_t>(at_end_ - base_);
+  std::size_t const held = blocks_.size();
+  if (end >= held || may_be_special(data + begin + stamp_size)) return false;
+  std::size_t const next = end + 1;
+  std::size_t const next_end = next_bit(feeds_.get(), next, held);
+  if (next_end == held) return false;
+  std::optional<local_seconds> const time = stamps_.parse({data + next, next_end - next});
+  if (!time) return false;
+  entry.line = lines_out_ = ++lines_;
+  entry.line_count = 1;
+  entry.kind = LogEntryKind::installer;
+  entry.local_time = at_time_;
+  entry.utc_time.reset();
+  if (zone_) entry.utc_time = std::chrono::sys_seconds((*at_time_ - *zone_).time_since_epoch());
+  entry.time_text = {data + begin + 1, stamp_size - 3};
+  entry.message = {data + begin + stamp_size, end - begin - stamp_size};
+  at_ = base_ + next;
+  at_end_ = base_ + next_end;
+  at_time_ = time;
+  return true;
+}
+
 bool log_text::EntryScanner::next(ScannedEntry& entry) {
+  if (quick(entry)) return true;
   Raw raw;
   if (has_ahead_) {
     raw = ahead_;

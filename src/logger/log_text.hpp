@@ -32,7 +32,8 @@ class StampReader {
  public:
   /// The time of the stamp `line` starts with: an English month abbreviation, a date that
   /// exists, hours to 23, minutes to 59, seconds to 60; nothing when the line starts otherwise.
-  [[nodiscard]] std::optional<std::chrono::local_seconds> parse(std::string_view line) noexcept {
+  [[nodiscard, gnu::always_inline]] std::optional<std::chrono::local_seconds> parse(
+      std::string_view line) noexcept {
     if (line.size() < stamp_size || line[0] != '(') return std::nullopt;
     // The date: most stamps repeat the last one read, which was checked then.
     std::uint64_t head = 0;
@@ -187,6 +188,7 @@ class EntryScanner {
   }
   void close(Raw& raw) const noexcept;
   void hand_out(Raw const& raw, ScannedEntry& entry);
+  bool quick(ScannedEntry& entry);
 
   static_assert(fl::filesystem::block_reader::overrun >= lane_overrun);
   fl::filesystem::block_reader blocks_;
