@@ -1,7 +1,6 @@
 #include "log_report.hpp"
 
 #include <charconv>
-#include <cstdio>
 
 #include "escape.hpp"
 
@@ -282,21 +281,32 @@ std::string iso_time(std::chrono::local_seconds local,
   auto const days = std::chrono::floor<std::chrono::days>(local);
   std::chrono::year_month_day const date{days};
   std::chrono::hh_mm_ss const clock{local - days};
-  char text[48];
-  int n = std::snprintf(text, sizeof text, "%04d-%02u-%02uT%02d:%02d:%02d",
-                        static_cast<int>(date.year()), static_cast<unsigned>(date.month()),
-                        static_cast<unsigned>(date.day()), static_cast<int>(clock.hours().count()),
-                        static_cast<int>(clock.minutes().count()),
-                        static_cast<int>(clock.seconds().count()));
+  // Written digit by digit: a report of a fleet writes two times per run.
+  std::string text = "0000-00-00T00:00:00";
+  auto const put = [&text](std::size_t at, long long value, std::size_t digits) {
+    for (std::size_t i = digits; i-- > 0; value /= 10)
+      text[at + i] = static_cast<char>('0' + value % 10);
+  };
+  auto const year = static_cast<int>(date.year());
+  if (year >= 0 && year <= 9999)
+    put(0, year, 4);
+  else  // only a UTC time next to a stamp's own limits
+    text = std::to_string(year) + text.substr(4);
+  std::size_t const day = text.size() - 11;
+  put(day - 3, static_cast<unsigned>(date.month()), 2);
+  put(day, static_cast<unsigned>(date.day()), 2);
+  put(day + 3, clock.hours().count(), 2);
+  put(day + 6, clock.minutes().count(), 2);
+  put(day + 9, clock.seconds().count(), 2);
   if (utc) {
     auto const offset = std::chrono::duration_cast<std::chrono::minutes>(local.time_since_epoch() -
                                                                          utc->time_since_epoch());
     auto const minutes = offset.count() < 0 ? -offset.count() : offset.count();
-    n += std::snprintf(text + n, sizeof text - static_cast<std::size_t>(n), "%c%02d:%02d",
-                       offset.count() < 0 ? '-' : '+', static_cast<int>(minutes / 60),
-                       static_cast<int>(minutes % 60));
+    text += offset.count() < 0 ? "-00:00" : "+00:00";
+    put(text.size() - 5, minutes / 60 % 100, 2);
+    put(text.size() - 2, minutes % 60, 2);
   }
-  return std::string(text, static_cast<std::size_t>(n));
+  return text;
 }
 
 void append_log_text(std::string& out, std::string_view path, cpputil::LogSummary const& summary) {
