@@ -147,7 +147,7 @@ class RunBuilder {
         std::size_t const held = ring_.size();
         for (std::size_t i = 0; i < held; ++i) {
           Held const& before = ring_[(ring_next_ + i) % held];
-          run_.context.push_back({before.line, quote(before.text, before.size)});
+          run_.context.push_back({before.line, quote(before.message(), before.size)});
         }
         ring_.clear();
       }
@@ -161,18 +161,24 @@ class RunBuilder {
   // Copies what the entries held before a failure view: the scanner is about to move them.
   void pin() {
     for (Held& held : ring_) {
-      if (held.text.data() == held.owned.data()) continue;
+      if (held.pinned) continue;
       held.owned.assign(held.text.substr(0, keep_));
-      held.text = held.owned;
+      held.pinned = true;
     }
   }
 
  private:
   struct Held {
     std::uint64_t line = 0;
-    std::string_view text;  // the message, or as much of it as a quote keeps once pinned
-    std::string owned;      // what `text` views once pinned
-    std::size_t size = 0;   // the whole message's
+    std::string_view text;  // the message in the scanner's buffer, until pinned
+    std::string owned;      // once pinned, as much of the message as a quote keeps
+    bool pinned = false;
+    std::size_t size = 0;  // the whole message's
+
+    // (Held objects move within the ring: a view of `owned` would not follow.)
+    [[nodiscard]] std::string_view message() const noexcept {
+      return pinned ? std::string_view(owned) : text;
+    }
   };
 
   void note_time(log_text::ScannedEntry const& entry) {
@@ -216,6 +222,7 @@ class RunBuilder {
     slot->line = entry.line;
     slot->size = entry.message.size();
     slot->text = entry.message;
+    slot->pinned = false;
   }
 
   // `text` (the first bytes of a message of `size` bytes) masked and cut for a quote.
