@@ -29,6 +29,11 @@ install(DIRECTORY
   DESTINATION ${CMAKE_INSTALL_INCLUDEDIR}
   FILES_MATCHING PATTERN "*.hpp")
 
+# The installation log's format for lnav, the log viewer support engineers use:
+# `lnav -i <prefix>/share/qxinstall/lnav/qxinstall_log.json` installs it for a user.
+install(FILES ${PROJECT_SOURCE_DIR}/share/lnav/qxinstall_log.json
+  DESTINATION ${CMAKE_INSTALL_DATADIR}/qxinstall/lnav)
+
 install(EXPORT qxinstall_cpputilTargets
   NAMESPACE qxinstall::
   FILE qxinstall_cpputilTargets.cmake

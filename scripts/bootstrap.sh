@@ -7,6 +7,8 @@ debian_packages=(
   libboost1.81-dev libboost-log1.81-dev libboost-locale1.81-dev libboost-url1.81-dev
   libgtest-dev libgmock-dev libbenchmark-dev
   libcli11-dev abigail-tools locales
+  # The report's HTML page is rendered in a real browser, the log read by lnav.
+  chromium lnav
 )
 # Only for `make fuzz` and the fuzz step of CI.
 if [[ "${QX_WITH_FUZZ:-0}" == 1 ]]; then

@@ -312,3 +312,39 @@ TEST(Summary, UnreadableLogThrowsWithTheReason) {
     EXPECT_THROW(std::rethrow_if_nested(error), std::system_error);
   }
 }
+
+// A log of several blocks of the reader: entries that straddle a block's end, a line and a
+// message longer than a block (the buffer grows), and runs whose first failure comes after its
+// context was read, some across a block's end (the summary keeps it while the buffer moves).
+// Each entry reads back as written.
+TEST(Reader, EntriesAcrossBlocks) {
+  std::vector<std::string> messages;
+  for (std::size_t i = 0; i < 9000; ++i) {
+    std::string message = "step " + std::to_string(i) + std::string(i * 7919 % 140, 'x');
+    if (i % 97 == 95) message += " failed";
+    if (i % 97 == 96) message = "Installation run ended: succeeded";
+    if (i == 2522) message = "long line " + std::string(300'000, 'y');
+    if (i == 4075)
+      for (int line = 0; line < 400; ++line) message += "\n" + std::string(997, 'z');
+    messages.push_back(message);
+  }
+  std::string text;
+  for (std::string const& message : messages) text += "(Nov 16, 2026 14:50:09) " + message + "\n";
+  TempDir const dir;
+  std::string const log = dir.write("install.log", text);
+  std::vector<std::string> read;
+  for (auto const& entry : entries_of(log)) read.push_back(entry.message);
+  EXPECT_TRUE(read == messages) << read.size() << " entries read";
+
+  cpputil::LogSummaryOptions options;
+  options.context = 90;
+  auto const summary = cpputil::summarizeLog(path_of(log), options);
+  EXPECT_EQ(summary.lines, messages.size() + 400);
+  ASSERT_EQ(summary.runs.size(), messages.size() / 97 + 1);
+  for (std::size_t r = 0; r < messages.size() / 97; ++r) {  // the last run has no failure
+    auto const& run = summary.runs[r];
+    ASSERT_EQ(run.context.size(), 90U) << "run " << r;
+    for (std::size_t i = 0; i < 90; ++i)
+      ASSERT_EQ(run.context[i].message, messages[r * 97 + 5 + i]) << "run " << r;
+  }
+}

@@ -7,6 +7,8 @@
 #include <tuple>
 #include <utility>
 
+#include "logger/byte_lanes.hpp"
+
 namespace install::cpputil::log_text {
 namespace {
 
@@ -134,6 +136,13 @@ FailureWords::FailureWords(std::vector<std::string> const& words) {
       longest_ = std::max(longest_, parts[i].size());
   }
   build_table();
+  if (can_mark()) {
+    for (auto const& [first, second] : pairs_) {
+      starts_.firsts[starts_.pairs] = first;
+      starts_.seconds[starts_.pairs++] = second;
+    }
+    for (unsigned char const single : singles_) starts_.singles[starts_.single_count++] = single;
+  }
 }
 
 void FailureWords::add(std::string const& text, bool alone, bool ends_phrase) {
@@ -147,13 +156,7 @@ void FailureWords::add(std::string const& text, bool alone, bool ends_phrase) {
   auto const is_letter = [](char c) { return c >= 'a' && c <= 'z'; };
   if (text.size() > 1 && is_letter(text[0]) && is_letter(text[1])) {
     std::pair<byte, byte> const pair(text[0], text[1]);
-    if (std::find(pairs_.begin(), pairs_.end(), pair) == pairs_.end()) {
-      if (pairs_.size() < pair_lanes_.size()) {
-        pair_lanes_[pairs_.size()].first.fill(pair.first);
-        pair_lanes_[pairs_.size()].second.fill(pair.second);
-      }
-      pairs_.push_back(pair);
-    }
+    if (std::find(pairs_.begin(), pairs_.end(), pair) == pairs_.end()) pairs_.push_back(pair);
   } else if (std::find(singles_.begin(), singles_.end(), static_cast<byte>(text[0])) ==
              singles_.end()) {
     singles_.push_back(static_cast<byte>(text[0]));
@@ -239,81 +242,49 @@ bool FailureWords::listed_at(byte const* begin, byte const*& at, byte const* end
   return false;
 }
 
-namespace {
-
-// Sixteen bytes at a time, in the vector registers of the machine (SSE2, NEON), as the GCC and
-// Clang vector extensions give them: a lane is 0xFF where a test holds, else 0.
-using lanes = unsigned char __attribute__((vector_size(16)));
-
-lanes load(byte const* at) noexcept {
-  lanes bytes;
-  std::memcpy(&bytes, at, sizeof bytes);
-  return bytes;
+void mark_block(unsigned char const* data, std::size_t size, bool after_word,
+                WordStarts const* words, std::uint64_t* feeds, std::uint64_t* starts) {
+  WordStarts const none;
+#if defined(QX_MARK_AVX2)
+  static bool const wide = __builtin_cpu_supports("avx2");
+  if (wide) {
+    mark_block_avx2(data, size, after_word, words != nullptr ? *words : none, feeds,
+                    words != nullptr ? starts : nullptr);
+    return;
+  }
+#endif
+  mark_with<lanes16>(data, size, after_word, words != nullptr ? *words : none, feeds,
+                     words != nullptr ? starts : nullptr,
+                     std::make_index_sequence<WordStarts::max_pairs + 1>());
 }
 
-lanes word_lanes(lanes bytes) noexcept {
-  lanes const low = bytes | 0x20;
-  return reinterpret_cast<lanes>((low >= 'a') & (low <= 'z')) |
-         reinterpret_cast<lanes>((bytes >= '0') & (bytes <= '9')) |
-         reinterpret_cast<lanes>(bytes == '_');
+bool FailureWords::can_mark() const noexcept {
+  return pairs_.size() <= WordStarts::max_pairs && singles_.size() <= WordStarts::max_singles;
 }
 
-// Where a word starts with one of the pairs of `slots`: `low` holds the lowered bytes, `next`
-// the lowered bytes after them.
-template <class Slots, std::size_t... Slot>
-lanes pair_starts(lanes low, lanes next, Slots const& slots,
-                  std::index_sequence<Slot...>) noexcept {
-  return ((reinterpret_cast<lanes>(low == load(slots[Slot].first.data())) &
-           reinterpret_cast<lanes>(next == load(slots[Slot].second.data()))) |
-          ...);
+bool FailureWords::matches_marked(std::string_view text, std::uint64_t const* starts,
+                                  std::size_t offset) const {
+  auto const* const begin = reinterpret_cast<byte const*>(text.data());
+  auto const* const end = begin + text.size();
+  byte const* resume = begin;  // bytes before it belong to a word already looked at
+  for (std::size_t at = next_bit(starts, offset, offset + text.size()); at < offset + text.size();
+       at = next_bit(starts, at + 1, offset + text.size())) {
+    byte const* const candidate = begin + (at - offset);
+    if (candidate < resume) continue;
+    resume = candidate;
+    if (listed_at(begin, resume, end)) return true;
+  }
+  return false;
 }
-
-}  // namespace
 
 bool FailureWords::matches(std::string_view text) const {
   if (words_.empty() || text.empty()) return false;
   auto const* const begin = reinterpret_cast<byte const*>(text.data());
   auto const* const end = begin + text.size();
-  byte const* resume = begin;  // bytes before it belong to a word already looked at
-  byte const* at = begin;
-  // A listed word starts with the first bytes of one after a byte that is no word byte. With few
-  // such starts the test runs on sixteen bytes at once, and most messages are passed over so.
-  if (pairs_.size() <= pair_lanes_.size() && singles_.size() <= 4 && end - begin > 17) {
-    if ((first_bytes_[*at] != 0) && listed_at(begin, resume, end)) return true;
-    // Sixteen bytes at a time, each with a byte before it and one after; the last chunk overlaps
-    // the one before, and what that one looked at is passed over.
-    for (at = begin + 1; end - at > 1;) {
-      byte const* const chunk = end - at >= 17 ? at : end - 17;
-      resume = std::max(resume, at);
-      lanes const bytes = load(chunk);
-      lanes const low = bytes | 0x20;
-      // All slots, used or not (an unused one holds bytes that no lowered byte equals), with no
-      // loop and no branch.
-      lanes first =
-          pair_starts(low, load(chunk + 1) | 0x20, pair_lanes_,
-                      std::make_index_sequence<std::tuple_size_v<decltype(pair_lanes_)>>());
-      for (byte const c : singles_)
-        first |= reinterpret_cast<lanes>(c >= 'a' && c <= 'z' ? low == c : bytes == c);
-      lanes const starts = first & ~word_lanes(load(chunk - 1));
-      at = chunk + 16;
-      std::uint64_t halves[2];
-      std::memcpy(halves, &starts, sizeof halves);
-      if ((halves[0] | halves[1]) == 0) continue;
-      for (int half = 0; half < 2; ++half) {
-        // One bit per lane that holds a start.
-        for (std::uint64_t bits = halves[half] & 0x0101010101010101; bits != 0; bits &= bits - 1) {
-          byte const* candidate = chunk + half * 8 + std::countr_zero(bits) / 8;
-          if (candidate < resume) continue;
-          resume = candidate;
-          if (listed_at(begin, resume, end)) return true;
-        }
-      }
-    }
-    at = std::max(at, resume);
-  }
-  unsigned after_separator = at == begin || word_bytes[at[-1]] == 0;
-  for (; at < end; after_separator = word_bytes[*at++] == 0) {
-    if ((first_bytes_[*at] & after_separator) == 0 || at < resume) continue;
+  // A listed word starts with the first bytes of one after a byte that is no word byte.
+  unsigned after_separator = 1;
+  for (byte const* at = begin; at < end; after_separator = word_bytes[*at++] == 0) {
+    if ((first_bytes_[*at] & after_separator) == 0) continue;
     byte const* word_end = at;
     if (listed_at(begin, word_end, end)) return true;
     if (word_end > at) at = word_end - 1;  // the loop steps past the word

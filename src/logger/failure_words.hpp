@@ -13,6 +13,8 @@
 #include <utility>
 #include <vector>
 
+#include "logger/byte_lanes.hpp"
+
 namespace install::cpputil::log_text {
 
 /// A byte of a word: an ASCII letter or digit, or '_'. An apostrophe (' or U+2019) between two
@@ -25,8 +27,19 @@ class FailureWords {
   explicit FailureWords(std::vector<std::string> const& words);
 
   /// True when `text` holds one of the words, or one of the phrases with only blanks or tabs
-  /// between its words.
+  /// between its words. Byte by byte: what mark() cannot find, or a text it did not mark.
   [[nodiscard]] bool matches(std::string_view text) const;
+
+  /// Whether mark_block finds where every word may start: the words start with at most eight
+  /// pairs of letters and four other bytes.
+  [[nodiscard]] bool can_mark() const noexcept;
+  /// What mark_block looks for (when can_mark()).
+  [[nodiscard]] WordStarts const& word_starts() const noexcept { return starts_; }
+  /// As matches(text), for a text inside bytes that mark_block marked: its first byte is bit
+  /// `offset` of `starts`, and the byte before it is no word byte. Only the marked starts are
+  /// looked at.
+  [[nodiscard]] bool matches_marked(std::string_view text, std::uint64_t const* starts,
+                                    std::size_t offset) const;
 
  private:
   // One word of the list, found by the hash of its lower-cased bytes (an apostrophe as ').
@@ -58,11 +71,8 @@ class FailureWords {
   std::array<unsigned char, 256> first_bytes_{};
   // How the words looked up start, each once: two letters (lower-cased), or else one byte.
   std::vector<std::pair<unsigned char, unsigned char>> pairs_;
-  // The first pairs' bytes sixteen times each, as the sixteen-byte test compares them; 0 in
-  // the slots no pair uses, which no lower-cased byte equals (lowering sets 0x20).
-  std::array<std::pair<std::array<unsigned char, 16>, std::array<unsigned char, 16>>, 8>
-      pair_lanes_{};
   std::vector<unsigned char> singles_;
+  WordStarts starts_;
   // By the first two bytes of a word, lower-cased (an apostrophe as ', none as 0): set when a
   // word looked up starts so.
   std::bitset<256 * 256> heads_;

@@ -1,5 +1,7 @@
 // summarizeLog: one pass of the reader over a log, each run summarised as its entries come.
 #include <algorithm>
+#include <array>
+#include <cstring>
 #include <exception>
 #include <stdexcept>
 #include <string_view>
@@ -64,16 +66,16 @@ LogRunOutcome outcome_of(std::string_view text) {
   return LogRunOutcome::failed;  // an end entry that says anything else did not succeed
 }
 
-bool reports_failure(LogEntry const& entry, log_text::FailureWords const& words) {
+bool reports_failure(log_text::ScannedEntry const& entry, log_text::EntryScanner const& scanner) {
   switch (entry.kind) {
     case LogEntryKind::destination_failure:
     case LogEntryKind::file_rule_failure:
     case LogEntryKind::launch_failure:
       return true;
     case LogEntryKind::run_end:
-      return outcome_of(entry.run_end.outcome) == LogRunOutcome::failed;
+      return outcome_of(scanner.run_end().outcome) == LogRunOutcome::failed;
     case LogEntryKind::installer:
-      return words.matches(entry.message);
+      return scanner.holds_failure_word(entry);
     default:
       return false;
   }
@@ -109,27 +111,31 @@ class RunBuilder {
 
   LogRunSummary finish() {
     open_ = false;
+    if (run_.end_local) run_.end_text.assign(end_text_.data(), end_text_.size());
     if (!run_.duration_s && run_.start_local && run_.end_local)
       run_.duration_s = static_cast<double>((*run_.end_local - *run_.start_local).count());
     return std::move(run_);
   }
 
-  // Adds an entry; `failure` when it reports one. Its message may be taken.
-  void add(LogEntry& entry, bool failure) {
+  // Adds an entry; `failure` when it reports one. Its message is kept as a view until pin().
+  void add(log_text::ScannedEntry const& entry, log_text::EntryScanner const& scanner,
+           bool failure) {
     run_.last_line = entry.line + entry.line_count - 1;
     if (entry.kind != LogEntryKind::outside) note_time(entry);
     switch (entry.kind) {
       case LogEntryKind::run_start:
-        run_.start = entry.run_start;
+        run_.start = scanner.run_start();
         break;
-      case LogEntryKind::run_end:
-        run_.outcome = outcome_of(entry.run_end.outcome);
-        run_.duration_s = entry.run_end.duration_s;
-        run_.lost_entries = entry.run_end.lost_entries;
-        run_.last_loss = entry.run_end.last_loss;
+      case LogEntryKind::run_end: {
+        LoggedRunEnd const& end = scanner.run_end();
+        run_.outcome = outcome_of(end.outcome);
+        run_.duration_s = end.duration_s;
+        run_.lost_entries = end.lost_entries;
+        run_.last_loss = end.last_loss;
         break;
+      }
       case LogEntryKind::file_copy:
-        run_.files.push_back({entry.line, entry.copy});
+        run_.files.push_back({entry.line, scanner.copy()});
         break;
       default:
         break;
@@ -141,31 +147,49 @@ class RunBuilder {
         std::size_t const held = ring_.size();
         for (std::size_t i = 0; i < held; ++i) {
           Held const& before = ring_[(ring_next_ + i) % held];
-          run_.context.push_back({before.line, quote(before.text, before.size)});
+          run_.context.push_back({before.line, quote(before.message(), before.size)});
         }
         ring_.clear();
       }
       run_.failures.push_back(std::move(found));
     }
-    if (!secrets_.empty()) find_leaks(entry);
+    if (!secrets_.empty())
+      find_leaks(entry, entry.kind == LogEntryKind::file_copy && scanner.copy().redacted);
     if (!failure && !run_.first_failure && options_.context > 0) hold(entry);
+  }
+
+  // Copies what the entries held before a failure view: the scanner is about to move them.
+  void pin() {
+    for (Held& held : ring_) {
+      if (held.pinned) continue;
+      held.owned.assign(held.text.substr(0, keep_));
+      held.pinned = true;
+    }
   }
 
  private:
   struct Held {
     std::uint64_t line = 0;
-    std::string text;  // the whole message, cut when quoted
-    std::size_t size = 0;
+    std::string_view text;  // the message in the scanner's buffer, until pinned
+    std::string owned;      // once pinned, as much of the message as a quote keeps
+    bool pinned = false;
+    std::size_t size = 0;  // the whole message's
+
+    // (Held objects move within the ring: a view of `owned` would not follow.)
+    [[nodiscard]] std::string_view message() const noexcept {
+      return pinned ? std::string_view(owned) : text;
+    }
   };
 
-  void note_time(LogEntry const& entry) {
+  void note_time(log_text::ScannedEntry const& entry) {
     ++run_.entries;
     if (!run_.start_local) {
       run_.start_text = entry.time_text;
       run_.start_local = entry.local_time;
       run_.start_utc = entry.utc_time;
     }
-    if (run_.end_local != entry.local_time) run_.end_text = entry.time_text;  // once a second
+    if (run_.end_local != entry.local_time)  // once a second; a string only when the run ends
+      std::memcpy(end_text_.data(), entry.time_text.data(), end_text_.size());
     run_.end_local = entry.local_time;
     run_.end_utc = entry.utc_time;
     // Gaps in UTC where the run gave its zone: a change of daylight saving time is no gap.
@@ -185,19 +209,20 @@ class RunBuilder {
     previous_line_ = entry.line;
   }
 
-  // Keeps the entry among the last `context` before a failure. Its message is taken, not
-  // copied: the reader fills the string it gets back with its next entry.
-  void hold(LogEntry& entry) {
+  // Keeps the entry among the last `context` before a failure: a view of its message, copied
+  // only when the scanner moves its bytes.
+  void hold(log_text::ScannedEntry const& entry) {
     Held* slot = nullptr;
     if (ring_.size() < options_.context) {
       slot = &ring_.emplace_back();  // the oldest stays first until the ring is full
     } else {
       slot = &ring_[ring_next_];
-      ring_next_ = (ring_next_ + 1) % ring_.size();
+      if (++ring_next_ == ring_.size()) ring_next_ = 0;
     }
     slot->line = entry.line;
     slot->size = entry.message.size();
-    std::swap(slot->text, entry.message);
+    slot->text = entry.message;
+    slot->pinned = false;
   }
 
   // `text` (the first bytes of a message of `size` bytes) masked and cut for a quote.
@@ -212,10 +237,10 @@ class RunBuilder {
     return quoted;
   }
 
-  void find_leaks(LogEntry const& entry) {
+  void find_leaks(log_text::ScannedEntry const& entry, bool redacted_copy) {
     // Inside a redacted copy a key's value is the mask or the copy's own business; values are
     // looked for on every line.
-    bool const by_key = !(entry.kind == LogEntryKind::file_copy && entry.copy.redacted);
+    bool const by_key = !redacted_copy;
     std::uint64_t line = entry.line;
     log_text::for_each_line(entry.message, [&](std::string_view text) {
       secrets_.scan(text, by_key, leaked_);
@@ -231,6 +256,7 @@ class RunBuilder {
   bool open_ = false;
   std::vector<Held> ring_;
   std::size_t ring_next_ = 0;  // the oldest held entry once the ring is full
+  std::array<char, log_text::stamp_size - 3> end_text_{};  // the last entry's time text
   std::optional<std::int64_t> previous_time_;
   std::uint64_t previous_line_ = 0;
   std::vector<std::size_t> leaked_;
@@ -263,13 +289,14 @@ LogSummary summarizeLog(fl::filesystem::basic_path const& path, LogSummaryOption
   log_text::FailureWords const& words =
       failure_words(options.failure_words ? *options.failure_words : defaultLogFailureWords());
   Secrets const secrets(options.secret_keys, secret_values(options));
-  LogReader reader(path);
-  if (!reader.is_open()) cannot_read(reader.error());
+  log_text::EntryScanner scanner(path, &words);
+  if (!scanner.is_open()) cannot_read(scanner.error());
 
   LogSummary summary;
   RunBuilder run(options, secrets);
-  LogEntry entry;
-  while (reader.next(entry)) {
+  scanner.on_move([&run] { run.pin(); });
+  log_text::ScannedEntry entry;
+  while (scanner.next(entry)) {
     bool const outside = entry.kind == LogEntryKind::outside;
     if (outside) summary.outside_lines += entry.line_count;
     // A run starts at its start entry, unless only text outside any entry came before it in
@@ -277,12 +304,12 @@ LogSummary summarizeLog(fl::filesystem::basic_path const& path, LogSummaryOption
     if (entry.kind == LogEntryKind::run_start && run.open() && run.entries() > 0)
       summary.runs.push_back(run.finish());
     if (!run.open()) run.start(entry.line);
-    run.add(entry, !outside && reports_failure(entry, words));
+    run.add(entry, scanner, !outside && reports_failure(entry, scanner));
     if (entry.kind == LogEntryKind::run_end) summary.runs.push_back(run.finish());
   }
-  if (reader.error() != 0) cannot_read(reader.error());
+  if (scanner.error() != 0) cannot_read(scanner.error());
   if (run.open()) summary.runs.push_back(run.finish());
-  summary.lines = reader.lines();
+  summary.lines = scanner.lines();
   return summary;
 }
 

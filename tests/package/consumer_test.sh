@@ -17,7 +17,7 @@ run() { local log=$work/$1 && shift && "$@" >"$log" 2>&1 || { cat "$log" && fail
 
 run install.log "$cmake" --install "$build" --prefix "$stage"
 libdir=$(dirname "$(find "$stage" -name qxinstall_cpputilConfig.cmake)") && libdir=${libdir%/cmake/*}
-for file in include/install/cpputil.hpp include/fl/path.hpp \
+for file in include/install/cpputil.hpp include/fl/path.hpp share/qxinstall/lnav/qxinstall_log.json \
   "${libdir#"$stage"/}/pkgconfig/qxinstall_cpputil.pc"; do
   [[ -f $stage/$file ]] || fail "not installed: $file"
 done

@@ -1,7 +1,6 @@
 #include "log_report.hpp"
 
 #include <charconv>
-#include <cstdio>
 
 #include "escape.hpp"
 
@@ -14,23 +13,6 @@ using cpputil::LogRunSummary;
 std::string number(double value) {
   char text[32];
   return std::string(text, std::to_chars(text, text + sizeof text, value).ptr);
-}
-
-// "0.002 s", "189 s", "3725 s (1 h 2 min 5 s)".
-std::string duration_text(double seconds) {
-  char text[32];
-  std::string out(
-      text, std::to_chars(text, text + sizeof text, seconds, std::chars_format::fixed,
-                          seconds == static_cast<double>(static_cast<long long>(seconds)) ? 0 : 3)
-                .ptr);
-  out += " s";
-  if (seconds >= 60) {
-    auto const whole = static_cast<long long>(seconds);
-    out += " (";
-    if (whole >= 3600) out += std::to_string(whole / 3600) + " h ";
-    out += std::to_string(whole / 60 % 60) + " min " + std::to_string(whole % 60) + " s)";
-  }
-  return out;
 }
 
 // A quoted message on one line: its first line, escaped, and how many lines follow it.
@@ -280,26 +262,53 @@ bool log_passed(cpputil::LogSummary const& summary) {
   return true;
 }
 
+std::string duration_text(double seconds) {
+  char text[32];
+  std::string out(
+      text, std::to_chars(text, text + sizeof text, seconds, std::chars_format::fixed,
+                          seconds == static_cast<double>(static_cast<long long>(seconds)) ? 0 : 3)
+                .ptr);
+  out += " s";
+  if (seconds >= 60) {
+    auto const whole = static_cast<long long>(seconds);
+    out += " (";
+    if (whole >= 3600) out += std::to_string(whole / 3600) + " h ";
+    out += std::to_string(whole / 60 % 60) + " min " + std::to_string(whole % 60) + " s)";
+  }
+  return out;
+}
+
 std::string iso_time(std::chrono::local_seconds local,
                      std::optional<std::chrono::sys_seconds> utc) {
   auto const days = std::chrono::floor<std::chrono::days>(local);
   std::chrono::year_month_day const date{days};
   std::chrono::hh_mm_ss const clock{local - days};
-  char text[48];
-  int n = std::snprintf(text, sizeof text, "%04d-%02u-%02uT%02d:%02d:%02d",
-                        static_cast<int>(date.year()), static_cast<unsigned>(date.month()),
-                        static_cast<unsigned>(date.day()), static_cast<int>(clock.hours().count()),
-                        static_cast<int>(clock.minutes().count()),
-                        static_cast<int>(clock.seconds().count()));
+  // Written digit by digit: a report of a fleet writes two times per run.
+  std::string text = "0000-00-00T00:00:00";
+  auto const put = [&text](std::size_t at, long long value, std::size_t digits) {
+    for (std::size_t i = digits; i-- > 0; value /= 10)
+      text[at + i] = static_cast<char>('0' + value % 10);
+  };
+  auto const year = static_cast<int>(date.year());
+  if (year >= 0 && year <= 9999)
+    put(0, year, 4);
+  else  // only a UTC time next to a stamp's own limits
+    text = std::to_string(year) + text.substr(4);
+  std::size_t const day = text.size() - 11;
+  put(day - 3, static_cast<unsigned>(date.month()), 2);
+  put(day, static_cast<unsigned>(date.day()), 2);
+  put(day + 3, clock.hours().count(), 2);
+  put(day + 6, clock.minutes().count(), 2);
+  put(day + 9, clock.seconds().count(), 2);
   if (utc) {
     auto const offset = std::chrono::duration_cast<std::chrono::minutes>(local.time_since_epoch() -
                                                                          utc->time_since_epoch());
     auto const minutes = offset.count() < 0 ? -offset.count() : offset.count();
-    n += std::snprintf(text + n, sizeof text - static_cast<std::size_t>(n), "%c%02d:%02d",
-                       offset.count() < 0 ? '-' : '+', static_cast<int>(minutes / 60),
-                       static_cast<int>(minutes % 60));
+    text += offset.count() < 0 ? "-00:00" : "+00:00";
+    put(text.size() - 5, minutes / 60 % 100, 2);
+    put(text.size() - 2, minutes % 60, 2);
   }
-  return std::string(text, static_cast<std::size_t>(n));
+  return text;
 }
 
 void append_log_text(std::string& out, std::string_view path, cpputil::LogSummary const& summary) {

@@ -27,6 +27,9 @@ void append_log_text(std::string& out, std::string_view path,
 void append_log_json(std::string& out, std::string_view path,
                      install::cpputil::LogSummary const& summary);
 
+/// A duration for a reader: "0.002 s", "189 s", "3725 s (1 h 2 min 5 s)".
+[[nodiscard]] std::string duration_text(double seconds);
+
 /// A time as ISO 8601: "2026-11-16T14:50:09", with the run's offset ("+09:00") when the run
 /// gave its zone.
 [[nodiscard]] std::string iso_time(std::chrono::local_seconds local,

@@ -3,6 +3,7 @@
 #include <CLI/CLI.hpp>
 #include <algorithm>
 #include <condition_variable>
+#include <exception>
 #include <filesystem>
 #include <iostream>
 #include <memory>
@@ -111,39 +112,56 @@ LogResult read_log(std::string const& path, Options const& options,
   return result;
 }
 
-// Runs make(i) for i in [0, count) on `workers` threads and use(result) on this thread in
-// the order of i, as soon as each is ready. A bounded number of results wait, so memory does
-// not grow with `count`; a thread is woken only when what it waits for is there.
+// Runs make(i) for i in [0, count) on `workers` threads, this one among them, and use(result)
+// in the order of i. Whichever thread finds the next result ready uses it, and those after it
+// that are ready too, while the others go on making: no thread waits for another but when it
+// runs a window of results ahead of the one to use next, so memory does not grow with `count`.
 template <class Make, class Use>
 void in_order(std::size_t count, unsigned workers, Make&& make, Use&& use) {
   std::size_t const window = 32 * static_cast<std::size_t>(workers);
   std::mutex mutex;
-  std::condition_variable ready;
   std::condition_variable room;
   std::vector<std::optional<LogResult>> slots(window);
-  std::size_t next = 0;  // the next index a worker takes
+  std::size_t next = 0;  // the next index a thread takes
   std::size_t used = 0;  // the next index to use
-  unsigned waiting = 0;  // workers waiting for room
+  unsigned waiting = 0;  // threads waiting for room
+  bool using_ = false;   // a thread is using results
   bool stop = false;
+  std::exception_ptr failure;
   auto const work = [&] {
+    std::unique_lock lock(mutex);
     for (;;) {
-      std::size_t index = 0;
-      {
-        std::unique_lock lock(mutex);
+      if (!(stop || next >= count || next < used + window)) {
         ++waiting;
         room.wait(lock, [&] { return stop || next >= count || next < used + window; });
         --waiting;
-        if (stop || next >= count) return;
-        index = next++;
       }
+      if (stop || next >= count) return;
+      std::size_t const index = next++;
+      lock.unlock();
       LogResult result = make(index);
-      bool awaited = false;
-      {
-        std::lock_guard lock(mutex);
-        slots[index % window] = std::move(result);
-        awaited = index == used;
+      lock.lock();
+      slots[index % window] = std::move(result);
+      if (using_) continue;  // the thread using results finds this one
+      using_ = true;
+      while (!stop && used < count && slots[used % window]) {
+        LogResult ready = std::move(*slots[used % window]);
+        slots[used % window].reset();
+        ++used;
+        if (waiting > 0) room.notify_all();
+        lock.unlock();
+        try {
+          use(ready);
+        } catch (...) {
+          lock.lock();
+          failure = std::current_exception();
+          stop = true;
+          room.notify_all();
+          break;
+        }
+        lock.lock();
       }
-      if (awaited) ready.notify_one();
+      using_ = false;
     }
   };
   // std::thread, joined here: libc++ offered std::jthread only as experimental before LLVM 18.
@@ -153,31 +171,13 @@ void in_order(std::size_t count, unsigned workers, Make&& make, Use&& use) {
     ~Join() {
       for (std::thread& thread : threads) thread.join();
     }
-  } const join{threads};
-  for (unsigned i = 0; i < workers; ++i) threads.emplace_back(work);
-  try {
-    for (std::size_t index = 0; index < count; ++index) {
-      LogResult result;
-      bool wake = false;
-      {
-        std::unique_lock lock(mutex);
-        ready.wait(lock, [&] { return slots[index % window].has_value(); });
-        result = std::move(*slots[index % window]);
-        slots[index % window].reset();
-        used = index + 1;
-        wake = waiting > 0;
-      }
-      if (wake) room.notify_all();
-      use(result);
-    }
-  } catch (...) {
-    {
-      std::lock_guard lock(mutex);
-      stop = true;
-    }
-    room.notify_all();
-    throw;
+  };
+  {
+    Join const join{threads};
+    for (unsigned i = 1; i < workers; ++i) threads.emplace_back(work);
+    work();
   }
+  if (failure) std::rethrow_exception(failure);
 }
 
 void print_signatures_text(std::vector<FleetSignature> const& ranked, std::size_t logs,

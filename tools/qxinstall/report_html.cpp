@@ -24,6 +24,22 @@ void text(std::string& out, std::string_view from_log) {
   fl::text::append_escaped(out, from_log, {fl::text::escape_style::html});
 }
 
+// A message of several lines, for a <pre>: each line escaped, the line feeds kept.
+void lines(std::string& out, std::string_view message) {
+  for (std::size_t end = message.find('\n'); end != std::string_view::npos;
+       end = message.find('\n')) {
+    text(out, message.substr(0, end));
+    out += '\n';
+    message.remove_prefix(end + 1);
+  }
+  text(out, message);
+}
+
+// "1 file", "2 files".
+std::string counted(std::size_t count, std::string_view one, std::string_view more) {
+  return std::to_string(count) + ' ' + std::string(count == 1 ? one : more);
+}
+
 std::int64_t time_of(cpputil::LogEntry const& entry) {
   return (entry.utc_time ? entry.utc_time->time_since_epoch()
                          : entry.local_time->time_since_epoch())
@@ -34,12 +50,18 @@ std::int64_t time_of(cpputil::LogEntry const& entry) {
 struct Timeline {
   std::int64_t start = 0;
   std::int64_t span = 1;
+  double pause = 0;  // the seconds from which a gap is shaded
   std::vector<std::uint32_t> counts = std::vector<std::uint32_t>(columns, 0);
-  std::vector<double> failures;                 // x of each failure
-  std::vector<std::pair<double, double>> gaps;  // from, to
+  std::vector<double> failures;  // x of each failure
+  struct Gap {
+    double from = 0;
+    double to = 0;
+    std::int64_t seconds = 0;
+  };
+  std::vector<Gap> gaps;
   std::set<std::uint64_t> failure_lines;
-  std::set<std::uint64_t> gap_lines;
-  std::optional<double> open_gap;  // a gap's start, waiting for the next entry
+  std::map<std::uint64_t, std::int64_t> gap_lines;  // the summary's longest gaps, by line
+  std::optional<Gap> open_gap;                      // a gap's start, waiting for the next entry
 
   [[nodiscard]] double x(std::int64_t seconds) const {
     return static_cast<double>(seconds - start) * width / static_cast<double>(span);
@@ -52,7 +74,7 @@ std::vector<Timeline> timelines(std::string const& path, cpputil::LogSummary con
   for (std::size_t i = 0; i < runs.size(); ++i) {
     cpputil::LogRunSummary const& run = summary.runs[i];
     for (auto const& failure : run.failures) runs[i].failure_lines.insert(failure.line);
-    for (auto const& gap : run.gaps) runs[i].gap_lines.insert(gap.after_line);
+    for (auto const& gap : run.gaps) runs[i].gap_lines.emplace(gap.after_line, gap.seconds);
   }
   cpputil::LogReader reader(fl::filesystem::make_path(path));
   cpputil::LogEntry entry;
@@ -73,16 +95,24 @@ std::vector<Timeline> timelines(std::string const& path, cpputil::LogSummary con
                                    ? summary_run.end_local->time_since_epoch().count()
                                    : now;
       run.span = std::max<std::int64_t>(1, end - now);
+      run.pause = 5.0 * static_cast<double>(run.span) /
+                  static_cast<double>(std::max<std::uint64_t>(1, summary_run.entries));
     }
     double const x = std::clamp(run.x(now), 0.0, static_cast<double>(width));
     auto const column = std::min<std::size_t>(columns - 1, static_cast<std::size_t>(x / 4));
     ++run.counts[column];
     if (run.open_gap) {
-      run.gaps.emplace_back(*run.open_gap, x);
+      run.open_gap->to = x;
+      // A pause: five times the run's mean time between entries, and wide enough to show. The
+      // longest gaps of a steady run are none.
+      if (static_cast<double>(run.open_gap->seconds) >= run.pause &&
+          x - run.open_gap->from >= width / 50.0)
+        run.gaps.push_back(*run.open_gap);
       run.open_gap.reset();
     }
     if (run.failure_lines.contains(entry.line)) run.failures.push_back(x);
-    if (run.gap_lines.contains(entry.line)) run.open_gap = x;
+    if (auto const gap = run.gap_lines.find(entry.line); gap != run.gap_lines.end())
+      run.open_gap = Timeline::Gap{x, x, gap->second};
   }
   return runs;
 }
@@ -99,9 +129,11 @@ void append_timeline(std::string& out, Timeline const& run, cpputil::LogRunSumma
          std::to_string(height + 16) + "\" width=\"" + std::to_string(width) + "\" height=\"" +
          std::to_string(height + 16) + "\" role=\"img\" aria-label=\"timeline of run " +
          std::to_string(index) + "\">";
-  for (auto const& [from, to] : run.gaps) {
-    out += "<rect class=\"gap\" x=\"" + fixed(from) + "\" y=\"0\" width=\"" +
-           fixed(std::max(1.0, to - from)) + "\" height=\"" + std::to_string(height) + "\"/>";
+  for (auto const& gap : run.gaps) {
+    out += "<rect class=\"gap\" x=\"" + fixed(gap.from) + "\" y=\"0\" width=\"" +
+           fixed(gap.to - gap.from) + "\" height=\"" + std::to_string(height) + "\"><title>" +
+           tools::duration_text(static_cast<double>(gap.seconds)) +
+           " without an entry</title></rect>";
   }
   std::uint32_t const most =
       std::max<std::uint32_t>(1, *std::max_element(run.counts.begin(), run.counts.end()));
@@ -122,12 +154,15 @@ void append_timeline(std::string& out, Timeline const& run, cpputil::LogRunSumma
   out += "</text><text x=\"" + std::to_string(width) + "\" y=\"" + std::to_string(height + 13) +
          "\" text-anchor=\"end\">";
   text(out, summary.end_text);
-  out += "</text></svg>\n";
+  out +=
+      "</text></svg>\n<p class=\"legend\"><span class=\"key entries\"></span>entries "
+      "<span class=\"key failure\"></span>failures <span class=\"key gap\"></span>long "
+      "pauses</p>\n";
 }
 
 void append_quote(std::string& out, std::uint64_t line, std::string_view message) {
   out += "<li><span class=\"line\">line " + std::to_string(line) + "</span><pre>";
-  text(out, message);
+  lines(out, message);
   out += "</pre></li>\n";
 }
 
@@ -149,7 +184,7 @@ void append_run(std::string& out, cpputil::LogRunSummary const& run, Timeline co
   out += "</dd><dt>end</dt><dd>";
   text(out, run.end_text);
   out += "</dd><dt>duration</dt><dd>" +
-         (run.duration_s ? fixed(*run.duration_s) + " s" : std::string("unknown")) +
+         (run.duration_s ? tools::duration_text(*run.duration_s) : std::string("unknown")) +
          "</dd><dt>entries</dt><dd>" + std::to_string(run.entries) + "</dd>";
   if (run.lost_entries > 0) {
     out += "<dt>lost entries</dt><dd>" + std::to_string(run.lost_entries) + ", the last: ";
@@ -166,15 +201,16 @@ void append_run(std::string& out, cpputil::LogRunSummary const& run, Timeline co
     out += "</ol>\n";
   }
   if (run.failures.size() > 1) {
-    out += "<details><summary>" + std::to_string(run.failures.size() - 1) +
-           " other failures</summary>\n<ol class=\"failure\">\n";
+    out += "<details><summary>" +
+           counted(run.failures.size() - 1, "other failure", "other failures") +
+           "</summary>\n<ol class=\"failure\">\n";
     for (std::size_t i = 1; i < run.failures.size(); ++i)
       append_quote(out, run.failures[i].line, run.failures[i].message);
     out += "</ol></details>\n";
   }
   if (!run.files.empty()) {
-    out += "<details><summary>" + std::to_string(run.files.size()) +
-           " files copied in</summary>\n<ul>\n";
+    out += "<details><summary>" + counted(run.files.size(), "file", "files") +
+           " copied in</summary>\n<ul>\n";
     for (auto const& file : run.files) {
       out += "<li>line " + std::to_string(file.line) + ": <code>";
       text(out, file.copy.path);
@@ -209,8 +245,11 @@ dl{display:grid;grid-template-columns:7em auto;margin:0}dt{color:#666}dd{margin:
 svg.timeline{display:block;margin:.5em 0;background:#fafafa}
 svg .entries{fill:#68a}svg .gap{fill:#fd8;opacity:.6}svg .failure{stroke:#c33;stroke-width:2}
 svg text{font-size:11px;fill:#555}
-ol{list-style:none;padding:0}pre{display:inline;white-space:pre-wrap;margin:0}
-.line{display:inline-block;min-width:6em;color:#666}
+.legend{margin:0 0 .8em;font-size:12px;color:#555}
+.key{display:inline-block;width:10px;height:10px;margin:0 .3em 0 .8em;vertical-align:-1px}
+.key.entries{background:#68a;margin-left:0}.key.failure{background:#c33}.key.gap{background:#fd8}
+ol{list-style:none;padding:0}li{display:grid;grid-template-columns:6em 1fr}
+pre{white-space:pre-wrap;margin:0}.line{color:#666}
 ol.failure li{background:#fee}ol.context li{color:#555}
 table{border-collapse:collapse}td,th{padding:.2em .6em;border-bottom:1px solid #ddd;text-align:left}
 )";
@@ -228,8 +267,8 @@ std::string report_html(std::vector<ReportedLog> const& logs,
   for (ReportedLog const& log : logs) {
     out += "<article class=\"log\">\n<h2>";
     text(out, log.path);
-    out += "</h2>\n<p>" + std::to_string(log.summary.runs.size()) + " runs in " +
-           std::to_string(log.summary.lines) + " lines</p>\n";
+    out += "</h2>\n<p>" + counted(log.summary.runs.size(), "run", "runs") + " in " +
+           counted(log.summary.lines, "line", "lines") + "</p>\n";
     std::vector<Timeline> const runs = timelines(log.path, log.summary);
     for (std::size_t i = 0; i < log.summary.runs.size(); ++i)
       append_run(out, log.summary.runs[i], runs[i], i + 1);

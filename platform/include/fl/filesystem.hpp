@@ -257,6 +257,45 @@ class QX_PLATFORM_API basic_ifstream<char> : public std::istream {
 /// cut. Needs read permission on the folder (EACCES otherwise).
 [[nodiscard]] QX_PLATFORM_API int sync_folder(basic_path const& folder);
 
+/// A regular file read in large blocks into one buffer, for readers that parse what it holds
+/// in place: the file is read straight into the buffer, which grows only to hold what its
+/// reader keeps. line_reader reads so, and the installation log's reader.
+class QX_PLATFORM_API block_reader {
+ public:
+  /// Zero bytes after the data, that a reader may load with it (vector loads past its end).
+  static constexpr std::size_t overrun = 80;
+
+  /// Opens `path` as basic_ifstream does (only a regular file opens; nothing blocks). Reads
+  /// take `block` bytes at first.
+  explicit block_reader(basic_path const& path, std::size_t block = 64 * 1024);
+
+  /// The bytes held, `overrun` zero bytes after them; null before the first read.
+  [[nodiscard]] char const* data() const noexcept { return buffer_.get(); }
+  /// How many bytes are held.
+  [[nodiscard]] std::size_t size() const noexcept { return filled_; }
+  /// How many bytes the buffer holds at most, as it is.
+  [[nodiscard]] std::size_t capacity() const noexcept { return capacity_; }
+  /// True once the end of the file was reached or a read failed: nothing more comes.
+  [[nodiscard]] bool drained() const noexcept { return drained_; }
+  /// Drops the first `done` bytes held (the others move to the front), then reads what fits
+  /// after the rest; the buffer doubles first when less than a quarter of it would be free.
+  /// Every byte held may move. Returns how many bytes were read: 0 once drained.
+  std::size_t read_more(std::size_t done);
+  /// True when the file opened.
+  [[nodiscard]] bool is_open() const noexcept;
+  /// The errno of the open or of a read that failed, as basic_ifstream::error gives it; 0
+  /// while nothing failed (the end of the file is no failure).
+  [[nodiscard]] int error() const noexcept;
+
+ private:
+  basic_ifstream<char> in_;
+  std::size_t block_;
+  std::unique_ptr<char[]> buffer_;  // capacity_ bytes, then overrun bytes
+  std::size_t capacity_ = 0;
+  std::size_t filled_ = 0;
+  bool drained_ = false;
+};
+
 /// The lines of a regular file, one after the other: the one way the library and its tools
 /// read a text file by lines. Lines are split at line feeds and handed over without them; a
 /// carriage return stays part of its line; a last line without a line feed is a line too.
@@ -279,14 +318,9 @@ class QX_PLATFORM_API line_reader {
   [[nodiscard]] int error() const noexcept;
 
  private:
-  static constexpr std::size_t chunk = 64 * 1024;
-  basic_ifstream<char> in_;
-  std::unique_ptr<char[]> buffer_;  // read ahead; [begin_, filled_) is not handed out yet
-  std::size_t size_ = 0;            // the buffer's bytes
-  std::size_t begin_ = 0;           // where the next line starts
-  std::size_t scanned_ = 0;         // searched for a line feed up to here
-  std::size_t filled_ = 0;          // bytes read into the buffer
-  bool drained_ = false;            // the end was reached, or a read failed
+  block_reader in_;          // [begin_, size()) is not handed out yet
+  std::size_t begin_ = 0;    // where the next line starts
+  std::size_t scanned_ = 0;  // searched for a line feed up to here
 };
 
 }  // namespace fl::filesystem

@@ -473,48 +473,66 @@ int basic_ifstream<char>::error() const noexcept {
   return buf_->error();
 }
 
+block_reader::block_reader(basic_path const& path, std::size_t block) : in_(path), block_(block) {}
+
+std::size_t block_reader::read_more(std::size_t done) {
+  if (done > 0) {
+    std::memmove(buffer_.get(), buffer_.get() + done, filled_ - done);
+    filled_ -= done;
+  }
+  // Grown without filling the new bytes: the reads fill them. A long line is read in large
+  // reads, never byte by byte, and the buffer stays within a few times what its reader keeps.
+  if (capacity_ == 0 || capacity_ - filled_ < capacity_ / 4) {
+    std::size_t const capacity = capacity_ == 0 ? block_ : capacity_ * 2;
+    auto grown = std::make_unique_for_overwrite<char[]>(capacity + overrun);
+    if (filled_ > 0) std::memcpy(grown.get(), buffer_.get(), filled_);
+    buffer_ = std::move(grown);
+    capacity_ = capacity;
+  }
+  std::streamsize const got =
+      drained_ ? 0
+               : in_.rdbuf()->sgetn(buffer_.get() + filled_,
+                                    static_cast<std::streamsize>(capacity_ - filled_));
+  if (got <= 0)
+    drained_ = true;  // the end, or a read that failed (error() says which)
+  else
+    filled_ += static_cast<std::size_t>(got);
+  std::memset(buffer_.get() + filled_, 0, overrun);
+  return got > 0 ? static_cast<std::size_t>(got) : 0;
+}
+
+bool block_reader::is_open() const noexcept {
+  return in_.is_open();
+}
+
+int block_reader::error() const noexcept {
+  return in_.error();
+}
+
 line_reader::line_reader(basic_path const& path) : in_(path) {}
 
 bool line_reader::next(std::string_view& line) {
   for (;;) {
-    void const* const end = scanned_ < filled_
-                                ? std::memchr(buffer_.get() + scanned_, '\n', filled_ - scanned_)
-                                : nullptr;
+    char const* const data = in_.data();
+    std::size_t const filled = in_.size();
+    void const* const end =
+        scanned_ < filled ? std::memchr(data + scanned_, '\n', filled - scanned_) : nullptr;
     if (end != nullptr) {
-      std::size_t const at =
-          static_cast<std::size_t>(static_cast<char const*>(end) - buffer_.get());
-      line = std::string_view(buffer_.get() + begin_, at - begin_);
+      auto const at = static_cast<std::size_t>(static_cast<char const*>(end) - data);
+      line = std::string_view(data + begin_, at - begin_);
       begin_ = scanned_ = at + 1;
       return true;
     }
-    scanned_ = filled_;
-    if (drained_) {
-      if (begin_ == filled_) return false;
-      line = std::string_view(buffer_.get() + begin_, filled_ - begin_);  // no line feed after it
-      begin_ = filled_;
+    if (in_.drained()) {
+      if (begin_ == filled) return false;
+      line = std::string_view(data + begin_, filled - begin_);  // no line feed after it
+      begin_ = filled;
       return true;
     }
-    // The part of a line read so far moves to the front; a line longer than the buffer grows it.
-    if (begin_ > 0) {
-      std::memmove(buffer_.get(), buffer_.get() + begin_, filled_ - begin_);
-      filled_ -= begin_;
-      scanned_ = filled_;
-      begin_ = 0;
-    }
-    // Grown without filling the new bytes: the reads fill them.
-    if (filled_ == size_) {
-      std::size_t const size = size_ == 0 ? chunk : size_ * 2;
-      auto grown = std::make_unique_for_overwrite<char[]>(size);
-      if (filled_ > 0) std::memcpy(grown.get(), buffer_.get(), filled_);
-      buffer_ = std::move(grown);
-      size_ = size;
-    }
-    std::streamsize const got =
-        in_.rdbuf()->sgetn(buffer_.get() + filled_, static_cast<std::streamsize>(size_ - filled_));
-    if (got <= 0)
-      drained_ = true;  // the end, or a read that failed (error() says which)
-    else
-      filled_ += static_cast<std::size_t>(got);
+    // The part of a line read so far moves to the front.
+    scanned_ = filled - begin_;
+    in_.read_more(begin_);
+    begin_ = 0;
   }
 }
 
