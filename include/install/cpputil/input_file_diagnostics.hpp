@@ -38,10 +38,11 @@ struct InputFileDiagnostic {
   friend bool operator==(InputFileDiagnostic const&, InputFileDiagnostic const&) = default;
 };
 
-/// A line of an input file: its number (1-based, counting every physical line) and its text,
-/// trimmed as the parser reads it.
+/// A line of an input file.
 struct InputFileLine {
+  /// Its number, 1-based, counting every physical line.
   std::size_t line = 0;
+  /// Its text, trimmed as the parser reads it.
   std::string text;
 
   /// Equal when every field is.

@@ -62,8 +62,8 @@ struct InputFileWriteOptions {
 /// std::invalid_argument `key "<key>" cannot be written: <reason>` when no file can produce
 /// the map, for the first such key in map order; in the key, a backslash, '"', control
 /// characters (C0, DEL, C1) and unpaired surrogates are escaped C-style, as fl::text shows
-/// outside text (a backslash before a backslash or '"'; \n, \t and \r; \xHH for the other C0
-/// controls and DEL; \u0085 for a C1 control, \uD800 for a surrogate), so the message stays
+/// outside text (a backslash before a backslash or '"'; `\n`, `\t` and `\r`; `\xHH` for the other
+/// C0 controls and DEL; `\u0085` for a C1 control, `\uD800` for a surrogate), so the message stays
 /// one line.
 [[nodiscard]] QX_CPPUTIL_API std::string formatInputFile(PropertyMap const& properties);
 

@@ -201,18 +201,23 @@ struct LogLeak {
 /// One run: from its start entry (or the file's start, or the end of the previous run) to its
 /// end entry (or the entry before the next start, or the file's end).
 struct LogRunSummary {
-  /// The first and last line of the run's entries.
+  /// The first line of the run's entries.
   std::uint64_t first_line = 0;
+  /// The last line of the run's entries.
   std::uint64_t last_line = 0;
   /// Its time-stamped entries, a failed file rule counted once.
   std::uint64_t entries = 0;
-  /// The time of its first and last entry, as the log writes them.
+  /// The time of its first entry, as the log writes it.
   std::string start_text;
+  /// The time of its last entry, as the log writes it.
   std::string end_text;
-  /// The same, read; in UTC too when the start entry gave the zone.
+  /// start_text read, as local time.
   std::optional<std::chrono::local_seconds> start_local;
+  /// end_text read, as local time.
   std::optional<std::chrono::local_seconds> end_local;
+  /// start_text in UTC, when the start entry gave the zone.
   std::optional<std::chrono::sys_seconds> start_utc;
+  /// end_text in UTC, when the start entry gave the zone.
   std::optional<std::chrono::sys_seconds> end_utc;
   /// The end entry's duration; else the time from the first entry to the last.
   std::optional<double> duration_s;
@@ -220,12 +225,14 @@ struct LogRunSummary {
   LogRunOutcome outcome = LogRunOutcome::unfinished;
   /// What the start entry says (all empty without one).
   LoggedRunStart start;
-  /// What the end entry says about lost entries (0 and "" without one).
+  /// How many entries the end entry says were lost (0 without one).
   std::uint64_t lost_entries = 0;
+  /// The reason of the last loss the end entry gives ("" without one).
   std::string last_loss;
-  /// The first failure, and the entries before it (at most LogSummaryOptions::context, oldest
-  /// first, within the run).
+  /// The first failure.
   std::optional<LogFailure> first_failure;
+  /// The entries before the first failure (at most LogSummaryOptions::context, oldest first,
+  /// within the run).
   std::vector<LogQuote> context;
   /// Every failure, the first included, in log order.
   std::vector<LogFailure> failures;
@@ -239,6 +246,7 @@ struct LogRunSummary {
 
 /// A log's runs, in file order.
 struct LogSummary {
+  /// Each run, in file order.
   std::vector<LogRunSummary> runs;
   /// The lines of the file.
   std::uint64_t lines = 0;

@@ -237,7 +237,7 @@ enum class RunOutcome {
 ///
 /// The time zone is the local one, as its offset from UTC and its abbreviation: the entries'
 /// own times carry none. The log is the destination, or the per-user default file. Control
-/// characters in a value are written escaped (\n, \t, \xHH), so each fact stays on its line.
+/// characters in a value are written escaped (`\n`, `\t`, `\xHH`), so each fact stays on its line.
 /// It also starts the count of lost entries and the clock that end_run reports. Writes as
 /// append_message does: never throws for file problems.
 QX_CPPUTIL_API void begin_run(RunInfo const& info);

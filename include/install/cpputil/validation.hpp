@@ -87,7 +87,7 @@ struct RulesFile {
 /// skipped, and so is a UTF-8 byte-order mark at the start of the file. The key is the text
 /// before the first '=', trimmed and kept as written, case included (checkInputFile reports a
 /// rule key that no input key can equal); the rule is the text after that '=', trimmed.
-/// Findings: a line without '=' or without a key ("expected key=rule, found "<line>"": the line
+/// Findings: a line without '=' or without a key (`expected key=rule, found "<line>"`: the line
 /// is skipped, the lines after it are read); a key given a second rule ("key 'port' has the
 /// rule 'intval' on line 1 and 'boolval' on line 2: give it one rule", on the second line: the
 /// later rule is kept, as a map assignment would); a file saved as UTF-16 or UTF-32 (line 0:

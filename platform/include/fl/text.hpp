@@ -28,13 +28,14 @@ namespace fl::text {
 
 /// How escaped text is shown.
 enum class escape_style {
-  /// For a terminal or a one-line message: tab, line feed and carriage return as \t, \n and \r;
-  /// the other C0 controls and DEL as \xHH; the C1 controls as \u0085 and the byte-order mark
-  /// (U+FEFF, invisible) as \uFEFF; each byte that is not part of well-formed UTF-8 as \xFF (an
-  /// unpaired UTF-16 surrogate as \uD800).
+  /// For a terminal or a one-line message: tab, line feed and carriage return as `\t`, `\n` and
+  /// `\r`; the other C0 controls and DEL as `\xHH`; the C1 controls as `\u0085` and the
+  /// byte-order mark (U+FEFF, invisible) as `\uFEFF`; each byte that is not part of well-formed
+  /// UTF-8 as `\xFF` (an unpaired UTF-16 surrogate as `\uD800`).
   message,
-  /// Inside a JSON string (without its quotes): '"' and '\' after a backslash; \b, \f, \n, \r
-  /// and \t by name; the other C0 controls, DEL, the C1 controls and U+FEFF as \u00hh (\ufeff);
+  /// Inside a JSON string (without its quotes): '"' and '\' after a backslash; `\b`, `\f`, `\n`,
+  /// `\r` and `\t` by name; the other C0 controls, DEL, the C1 controls and U+FEFF as `\u00hh`
+  /// (`\ufeff`);
   /// each maximal ill-formed UTF-8 subpart (and each unpaired surrogate) as one U+FFFD, so the
   /// result is always valid JSON.
   json,
