@@ -1,35 +1,37 @@
 #pragma once
 
-// Answer files written, for a later silent run: the text that InputFileParser::parse reads back
-// to exactly the map it was written from, and a commented template for a set of rules.
-//
-// Which maps a file can produce. parse trims each line, drops blank lines and lines whose first
-// character is '#', and reads a line with '=' as an assignment (key: the text before the first
-// '=', trimmed and ASCII-lowered; value: the text after the run of '=' that starts there,
-// trimmed), and a line without '=' that holds "product." or "platform." as a list line (key: the
-// text before the first '.', trimmed and ASCII-lowered; entry: the text after the run of '.'
-// that starts there, trimmed, then every '_' made a blank). So exactly these maps are written:
-//
-// - Every key: valid UTF-16 (no unpaired surrogate: UTF-8 cannot carry one), no line feed, no
-//   whitespace (tab, LF, VT, FF, CR, space) at either end, no 'A'..'Z' (other letters keep their
-//   case), no '=', and not starting with '#' (its line would be a comment).
-// - A single value: a non-empty key other than "product" and "platform" (assignments to those
-//   are ignored); the value valid UTF-16 without a line feed and without whitespace at either
-//   end. Anything else is allowed: '=', '#', '_', '.', NUL. Written "key = value" ("key =" when
-//   empty): the blank after the '=' ends the run of '=', so a value may start with '=' ("a= =b"
-//   reads "=b").
-// - A list: at least one entry (no line makes an empty list); a key without '.' (its first '.'
-//   would end the key), possibly empty (".product.z" gives the empty key). Each entry valid
-//   UTF-16 without '=' (its line would be an assignment), '_' (the reader makes it a blank) or
-//   a line feed, with no whitespace but the blank at either end. Written one line per entry, in
-//   list order, as key + "." + the entry with each blank as '_'; an entry that starts with '.'
-//   gets a blank before it ("product. .x" reads ".x": the trim comes after the run of dots).
-//   The line must hold "product." or "platform." to be a list line at all: so either the key
-//   ends with "product" or "platform", or every entry holds "product." or "platform."
-//   ("x.platform.y" gives "x" the entry "platform.y").
-//
-// Every map that parse returns meets these conditions, and each line written affects its own
-// key only, so parse reads the text back to the same map.
+/// \file
+/// Answer files written, for a later silent run: the text that InputFileParser::parse reads back
+/// to exactly the map it was written from, and a commented template for a set of rules.
+///
+/// ### Which maps a file can produce
+/// parse trims each line, drops blank lines and lines whose first
+/// character is '#', and reads a line with '=' as an assignment (key: the text before the first
+/// '=', trimmed and ASCII-lowered; value: the text after the run of '=' that starts there,
+/// trimmed), and a line without '=' that holds "product." or "platform." as a list line (key: the
+/// text before the first '.', trimmed and ASCII-lowered; entry: the text after the run of '.'
+/// that starts there, trimmed, then every '_' made a blank). So exactly these maps are written:
+///
+/// - Every key: valid UTF-16 (no unpaired surrogate: UTF-8 cannot carry one), no line feed, no
+///   whitespace (tab, LF, VT, FF, CR, space) at either end, no 'A'..'Z' (other letters keep their
+///   case), no '=', and not starting with '#' (its line would be a comment).
+/// - A single value: a non-empty key other than "product" and "platform" (assignments to those
+///   are ignored); the value valid UTF-16 without a line feed and without whitespace at either
+///   end. Anything else is allowed: '=', '#', '_', '.', NUL. Written "key = value" ("key =" when
+///   empty): the blank after the '=' ends the run of '=', so a value may start with '=' ("a= =b"
+///   reads "=b").
+/// - A list: at least one entry (no line makes an empty list); a key without '.' (its first '.'
+///   would end the key), possibly empty (".product.z" gives the empty key). Each entry valid
+///   UTF-16 without '=' (its line would be an assignment), '_' (the reader makes it a blank) or
+///   a line feed, with no whitespace but the blank at either end. Written one line per entry, in
+///   list order, as key + "." + the entry with each blank as '_'; an entry that starts with '.'
+///   gets a blank before it ("product. .x" reads ".x": the trim comes after the run of dots).
+///   The line must hold "product." or "platform." to be a list line at all: so either the key
+///   ends with "product" or "platform", or every entry holds "product." or "platform."
+///   ("x.platform.y" gives "x" the entry "platform.y").
+///
+/// Every map that parse returns meets these conditions, and each line written affects its own
+/// key only, so parse reads the text back to the same map.
 
 #include <map>
 #include <string>
