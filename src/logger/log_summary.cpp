@@ -9,6 +9,7 @@
 #include <variant>
 
 #include "fl/filesystem.hpp"
+#include "inputfile/input_lines.hpp"
 #include "install/cpputil/input_file_parser.hpp"
 #include "install/cpputil/log_reader.hpp"
 #include "logger/failure_words.hpp"
@@ -32,12 +33,7 @@ std::vector<std::pair<std::string, std::string>> secret_values(LogSummaryOptions
       values.emplace_back(std::move(text), key);
   };
   for (std::string const& key : options.secret_keys) {
-    std::string lowered;
-    for (char const c : key) {
-      if (c == ' ' || c == '\t') continue;
-      lowered.push_back(c >= 'A' && c <= 'Z' ? static_cast<char>(c - 'A' + 'a') : c);
-    }
-    auto const found = answers.find(fl::i18n::utf8_to_ustring(lowered));
+    auto const found = answers.find(fl::i18n::utf8_to_ustring(input_lines::key_of(key)));
     if (found == answers.end()) continue;
     if (auto const* single = std::get_if<ustring>(&found->second)) {
       add(*single, key);
