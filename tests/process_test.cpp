@@ -1,5 +1,7 @@
 #include "foundation/core/process.hpp"
 
+#include <pthread.h>
+#include <signal.h>
 #include <sys/wait.h>
 #include <unistd.h>
 #include <cerrno>
@@ -51,4 +53,28 @@ TEST(Process, DiscardsStreamsAndDetachesWhenAsked) {
     EXPECT_EQ(process(command("/bin/sh", {"-c", script, "sh", sees}), ctx).exit_status(), 0)
         << sees;
   }
+}
+
+// An installer often ignores SIGPIPE and blocks signals in its threads; a child it starts must
+// not inherit either (an ignored disposition survives exec), or `yes | head` never ends.
+TEST(Process, TheChildStartsWithDefaultSignalsAndNoneBlocked) {
+  if (auto const lacking = qx::test::without_linux_files()) GTEST_SKIP() << *lacking;
+  struct sigaction ignore {};
+  struct sigaction before {};
+  ignore.sa_handler = SIG_IGN;
+  ASSERT_EQ(sigaction(SIGPIPE, &ignore, &before), 0);
+  sigset_t blocked;
+  sigset_t mask_before;
+  sigemptyset(&blocked);
+  sigaddset(&blocked, SIGUSR1);
+  ASSERT_EQ(pthread_sigmask(SIG_BLOCK, &blocked, &mask_before), 0);
+  // Exits 0 when nothing is blocked and SIGPIPE (bit 12 of SigIgn) is not ignored.
+  std::string const script =
+      "blk=$(sed -n 's/^SigBlk:[[:space:]]*//p' /proc/$$/status); "
+      "ign=$(sed -n 's/^SigIgn:[[:space:]]*//p' /proc/$$/status); "
+      "[ $((0x$blk)) -eq 0 ] && [ $((0x$ign & 0x1000)) -eq 0 ]";
+  int const status = process(command("/bin/sh", {"-c", script}), context()).exit_status();
+  sigaction(SIGPIPE, &before, nullptr);
+  pthread_sigmask(SIG_SETMASK, &mask_before, nullptr);
+  EXPECT_EQ(status, 0);
 }
