@@ -148,8 +148,8 @@ class Reader {
   }
 
   // The file did not open, or a read failed part-way.
-  void unreadable(int error) {
-    report_.error = error;
+  void unreadable(std::error_code error) {
+    report_.error = error.value();
     add_at(0, 0, row("unreadable-file"),
            (line_ == 0 ? "the file cannot be read: " : "the file cannot be read to its end: ") +
                fl::filesystem::failure_reason(error));
@@ -499,9 +499,9 @@ class Reader {
 InputFileReport checkInputFile(ustring const& fileName,
                                std::map<std::string, std::string> const& rules) {
   Reader reader(rules);
-  int const error =
+  std::error_code const error =
       lines::read_lines(fileName, [&reader](std::string_view line) { reader.read_line(line); });
-  if (error != 0) reader.unreadable(error);
+  if (error) reader.unreadable(error);
   return std::move(reader).finish();
 }
 

@@ -264,10 +264,6 @@ refusal_category const refusals;
                                      fl::text::excerpt(fl::i18n::ustring_to_utf8(fileName)) + "\"");
 }
 
-[[noreturn]] void fail_write(ustring const& fileName, int error) {
-  fail_write(fileName, std::error_code(error, std::generic_category()));
-}
-
 [[noreturn]] void refuse_write(ustring const& fileName, refusal why) {
   fail_write(fileName, std::error_code(static_cast<int>(why), refusals));
 }
@@ -315,7 +311,8 @@ struct temporary_file {
 }  // namespace
 
 void writeInputFileText(ustring const& fileName, std::string_view text) {
-  if (fileName.empty()) fail_write(fileName, ENOENT);
+  if (fileName.empty())
+    fail_write(fileName, std::make_error_code(std::errc::no_such_file_or_directory));
   fl::filesystem::basic_path const target = fl::filesystem::make_path(fileName);
   fl::filesystem::file_entry const old = replaceable(fileName, target);
   auto const [folder, name] = fl::filesystem::detail::split_at_last_separator(fileName);
@@ -330,24 +327,27 @@ void writeInputFileText(ustring const& fileName, std::string_view text) {
     fl::filesystem::basic_ofstream<char> out(temporary.path, std::ios::out,
                                              {.create_mode = 0600, .exclusive = true});
     if (!out.is_open()) {
-      if (out.error() == EEXIST && attempt < 16) continue;
+      if (out.error() == std::errc::file_exists && attempt < 16) continue;
       fail_write(fileName, out.error());
     }
     temporary.ours = true;
     // The replacement is the old file's, as an editor keeps it; the caller may not give away.
     if (old.type == fl::filesystem::entry_type::regular) {
-      int const error = out.copy_owner_and_mode(old);
-      if (error == EPERM) refuse_write(fileName, refusal::owner);
-      if (error != 0) fail_write(fileName, error);
+      std::error_code const error = out.copy_owner_and_mode(old);
+      if (error == std::errc::operation_not_permitted) refuse_write(fileName, refusal::owner);
+      if (error) fail_write(fileName, error);
     }
     out.write(text.data(), static_cast<std::streamsize>(text.size()));
     out.flush_to_disk();
     out.close();
     // Only an allocation fails without an errno.
-    if (out.fail()) fail_write(fileName, out.error() != 0 ? out.error() : ENOMEM);
-    int const error = fl::filesystem::replace(temporary.path, target, old);
-    if (error == ESTALE) refuse_write(fileName, refusal::changed);
-    if (error != 0) fail_write(fileName, error);
+    if (out.fail())
+      fail_write(fileName,
+                 out.error() ? out.error() : std::make_error_code(std::errc::not_enough_memory));
+    std::error_code const error = fl::filesystem::replace(temporary.path, target, old);
+    if (error == std::error_condition(ESTALE, std::generic_category()))
+      refuse_write(fileName, refusal::changed);
+    if (error) fail_write(fileName, error);
     temporary.ours = false;
     (void)fl::filesystem::sync_folder(fl::filesystem::make_path(folder));
     return;

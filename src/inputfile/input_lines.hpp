@@ -102,11 +102,11 @@ class encoding_sniffer {
 
 /// Hands every physical line of the file, without its line feed, to `line` in file order,
 /// opening it once. Throws std::runtime_error "input file does not exist!" for a missing file
-/// or an empty name. Returns 0, or the errno of the open or read that failed: a file that does
-/// not open (not a regular file, no permission) gives no line, a read that fails part-way the
-/// lines before it.
+/// or an empty name. Returns an empty code, or the errno of the open or read that failed: a file
+/// that does not open (not a regular file, no permission) gives no line, a read that fails part-way
+/// the lines before it.
 template <class OnLine>
-[[nodiscard]] int read_lines(ustring const& fileName, OnLine&& line) {
+[[nodiscard]] std::error_code read_lines(ustring const& fileName, OnLine&& line) {
   fl::filesystem::basic_path const path = fl::filesystem::make_path(fileName);
   if (!fl::filesystem::exists(path)) throw std::runtime_error("input file does not exist!");
   fl::filesystem::line_reader lines(path);

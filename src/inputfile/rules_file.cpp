@@ -56,10 +56,12 @@ RulesFile readRulesFile(ustring const& fileName) {
     file.findings.assign(
         1, {0, "the file is " + std::string(fl::text::name_of(form)) + " text; save it as UTF-8"});
   }
-  if ((file.error = in.error()) != 0)
+  if (std::error_code const error = in.error()) {
+    file.error = error.value();
     file.findings.insert(file.findings.begin(),
                          {0, (in.is_open() ? "cannot be read to its end: " : "cannot be read: ") +
-                                 fl::filesystem::failure_reason(file.error)});
+                                 fl::filesystem::failure_reason(error)});
+  }
   return file;
 }
 

@@ -290,7 +290,7 @@ bool log_text::EntryScanner::is_open() const noexcept {
   return blocks_.is_open();
 }
 
-int log_text::EntryScanner::error() const noexcept {
+std::error_code log_text::EntryScanner::error() const noexcept {
   return blocks_.error();
 }
 
@@ -588,7 +588,7 @@ bool LogReader::is_open() const noexcept {
 }
 
 int LogReader::error() const noexcept {
-  return state_->scanner.error();
+  return state_->scanner.error().value();
 }
 
 std::uint64_t LogReader::lines() const noexcept {

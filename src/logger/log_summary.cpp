@@ -77,9 +77,9 @@ bool reports_failure(log_text::ScannedEntry const& entry, log_text::EntryScanner
   }
 }
 
-[[noreturn]] void cannot_read(int error) {
+[[noreturn]] void cannot_read(std::error_code error) {
   try {
-    throw std::system_error(error, std::generic_category());
+    throw std::system_error(error);
   } catch (...) {
     std::throw_with_nested(std::runtime_error("cannot read the log"));
   }
@@ -303,7 +303,7 @@ LogSummary summarizeLog(fl::filesystem::basic_path const& path, LogSummaryOption
     run.add(entry, scanner, !outside && reports_failure(entry, scanner));
     if (entry.kind == LogEntryKind::run_end) summary.runs.push_back(run.finish());
   }
-  if (scanner.error() != 0) cannot_read(scanner.error());
+  if (scanner.error()) cannot_read(scanner.error());
   if (run.open()) summary.runs.push_back(run.finish());
   summary.lines = scanner.lines();
   return summary;

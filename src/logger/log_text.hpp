@@ -123,7 +123,7 @@ class EntryScanner {
   EntryScanner& operator=(EntryScanner const&) = delete;
 
   [[nodiscard]] bool is_open() const noexcept;
-  [[nodiscard]] int error() const noexcept;
+  [[nodiscard]] std::error_code error() const noexcept;
   /// The lines handed out so far (an entry read ahead not counted).
   [[nodiscard]] std::uint64_t lines() const noexcept { return lines_out_; }
 

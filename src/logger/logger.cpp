@@ -119,8 +119,8 @@ void clear_destination() {
   }
 }
 
-std::exception_ptr system_reason(int error) {
-  return std::make_exception_ptr(std::system_error(error, std::generic_category()));
+std::exception_ptr system_reason(std::error_code error) {
+  return std::make_exception_ptr(std::system_error(error));
 }
 
 [[noreturn]] void fail_construction(std::string const& text, std::exception_ptr reason) {
@@ -143,8 +143,8 @@ basic_path default_log_file() {
 
 // Traces why an entry was dropped, after the line that says it was.
 void trace_reason(WriteFailure const& failure) {
-  FL_TRACE(trace_channel, info_level,
-           "failed entry: ", fl::filesystem::failure_reason(failure.error), " (errno ",
+  FL_TRACE(trace_channel, info_level, "failed entry: ",
+           fl::filesystem::failure_reason({failure.error, std::generic_category()}), " (errno ",
            failure.error, "), ", failure.written, " of ", failure.size, " bytes written to ",
            failure.file);
 }
@@ -211,7 +211,7 @@ void set_destination(basic_path const& requested, RetentionPolicy const* policy,
   judged.shared = judged.shared || default_log;
   // Opening proves that the file can be created; it is closed again when the constructor ends,
   // unless it holds the lock of a run kept bounded.
-  int error = judged.error.value();
+  std::error_code error = judged.error;
   retention::run_start started;
   if (!judged.error && policy != nullptr) {
     started =
@@ -223,7 +223,7 @@ void set_destination(basic_path const& requested, RetentionPolicy const* policy,
         judged.shared ? careful_open : fl::filesystem::open_options{});
     error = probe.error();
   }
-  if (error != 0) {
+  if (error) {
     if (has_destination()) append_message(unable_to_create_file_message + ofile.string());
     fail_construction("Install Logger: Cannot open file " + quoted_utf8(ofile.string()),
                       system_reason(error));
@@ -355,8 +355,9 @@ std::optional<WriteFailure> write_entry(ustring const& message) {
       to.careful ? careful_open : fl::filesystem::open_options{});
   if (!stream.is_open()) {
     FL_TRACE(trace_channel, info_level, "failed to open destination_file for u8msg ", entry);
-    int const error = to.judged.error ? to.judged.error.value() : stream.error();
-    WriteFailure failure{to.named, WriteFailure::Step::open, error, 0, entry.size() + 1, {}};
+    std::error_code const error = to.judged.error ? to.judged.error : stream.error();
+    WriteFailure failure{to.named, WriteFailure::Step::open, error.value(),
+                         0,        entry.size() + 1,         {}};
     trace_reason(failure);
     failure.entry = std::move(entry);
     return failure;
@@ -375,8 +376,8 @@ std::optional<WriteFailure> write_entry(ustring const& message) {
     return std::nullopt;
   }
   std::size_t const written = stream.written() > (apart ? 1U : 0U) ? stream.written() - apart : 0;
-  WriteFailure failure{to.named, WriteFailure::Step::write, stream.error(), written, entry.size(),
-                       {}};
+  WriteFailure failure{
+      to.named, WriteFailure::Step::write, stream.error().value(), written, entry.size(), {}};
   entry.pop_back();
   FL_TRACE(trace_channel, info_level, "failed to write destination_file for u8msg ", entry);
   trace_reason(failure);

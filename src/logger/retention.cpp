@@ -2,7 +2,6 @@
 
 #include <unistd.h>
 #include <algorithm>
-#include <cerrno>
 #include <charconv>
 #include <cstdio>
 #include <thread>
@@ -70,11 +69,11 @@ fs::open_options options_for(bool careful) {
   return {.private_file = careful, .create_mode = static_cast<mode_t>(careful ? 0600 : 0666)};
 }
 
-WriteFailure failure(fs::basic_path file, WriteFailure::Step step, int error) {
+WriteFailure failure(fs::basic_path file, WriteFailure::Step step, std::error_code error) {
   FL_TRACE(trace_channel, info_level,
            step == WriteFailure::Step::rotate ? "cannot rotate " : "cannot remove ", file, ": ",
-           fs::failure_reason(error), " (errno ", error, ")");
-  return {std::move(file), step, error, 0, 0, {}};
+           fs::failure_reason(error), " (errno ", error.value(), ")");
+  return {std::move(file), step, error.value(), 0, 0, {}};
 }
 
 // Where the file a lock holds is now, against the log's name.
@@ -95,8 +94,8 @@ placement place(fs::basic_path const& path, fs::entry_details const& held) {
 bool rotate(fs::folder const& dir, log_place const& log, mode_t mode,
             std::vector<WriteFailure>& failures) {
   std::string const fresh = log.name + "." + std::to_string(::getpid()) + ".new";
-  int error = dir.create_empty(fresh, mode);
-  if (error == 0) {
+  std::error_code error = dir.create_empty(fresh, mode);
+  if (!error) {
     std::string const stamp = utc_stamp(system_clock::now());
     std::string sibling;
     for (unsigned n = 0; n < 100; ++n) {
@@ -105,12 +104,11 @@ bool rotate(fs::folder const& dir, log_place const& log, mode_t mode,
       if (n > 0) sibling += '-' + std::to_string(n);
       sibling += log.kin.extension;
       error = dir.rename_to_free_name(log.name, sibling);
-      if (error != EEXIST) break;
+      if (error != std::errc::file_exists) break;
     }
     // A writer that takes no lock may have made the log again meanwhile: that file is the log.
-    if (error != 0 || dir.rename_to_free_name(fresh, log.name) != 0)
-      static_cast<void>(dir.remove(fresh));
-    if (error == 0) {
+    if (error || dir.rename_to_free_name(fresh, log.name)) static_cast<void>(dir.remove(fresh));
+    if (!error) {
       FL_TRACE(trace_channel, info_level, "rotated ", log.named, " to ", sibling);
       return true;
     }
@@ -129,14 +127,14 @@ void remove_sibling(fs::folder const& dir, log_place const& log, std::string con
                     std::vector<WriteFailure>& failures) {
   fs::basic_path path = path_in(log.folder, name);
   fs::file_lock held(path, options_for(log.careful), false);
-  int error = held.error();
-  if (error == 0) {
-    if (held.try_lock(true) != 0 || place(path, held.at_open()) != placement::at_name) return;
+  std::error_code error = held.error();
+  if (!error) {
+    if (held.try_lock(true) || place(path, held.at_open()) != placement::at_name) return;
     error = dir.remove(name);
   }
-  if (error == 0) {
+  if (!error) {
     FL_TRACE(trace_channel, info_level, "removed ", path);
-  } else if (error != ENOENT) {
+  } else if (error != std::errc::no_such_file_or_directory) {
     failures.push_back(failure(std::move(path), WriteFailure::Step::remove, error));
   }
 }
@@ -145,19 +143,18 @@ void remove_old(fs::folder const& dir, log_place const& log, RetentionPolicy con
                 std::vector<WriteFailure>& failures) {
   bool const by_age = policy.max_age.count() > 0;
   if (policy.max_files == 0 && !by_age) return;
-  std::error_code error(dir.error(), std::generic_category());
+  std::error_code error = dir.error();
   std::vector<std::string> const names =
       dir.is_open() ? dir.names(error) : std::vector<std::string>();
   if (error) {
-    failures.push_back(
-        failure(fs::make_path(log.folder), WriteFailure::Step::remove, error.value()));
+    failures.push_back(failure(fs::make_path(log.folder), WriteFailure::Step::remove, error));
     return;
   }
   std::vector<std::pair<sibling, system_clock::time_point>> found;
   for (std::string const& name : names) {
     std::optional<sibling> const kin = name == log.name ? std::nullopt : sibling_of(name, log.kin);
     fs::entry_details details;
-    if (kin && dir.details(name, details) == 0 && removable(details, log.careful))
+    if (kin && !dir.details(name, details) && removable(details, log.careful))
       found.emplace_back(*kin, details.modified);
   }
   std::sort(found.begin(), found.end());
@@ -248,28 +245,28 @@ run_start start_run(fs::basic_path const& named, fs::basic_path const& real_path
     fs::entry_details const& opened = lock.at_open();
     if (opened.entry.type != fs::entry_type::regular) return out;
     fresh = opened.size == 0;
-    bool const exclusive = !tried && opened.size > policy.max_bytes && lock.try_lock(true) == 0;
-    int error = exclusive ? 0 : lock.try_lock(false);
+    bool const exclusive = !tried && opened.size > policy.max_bytes && !lock.try_lock(true);
+    std::error_code error = exclusive ? std::error_code() : lock.try_lock(false);
     bool const expired = std::chrono::steady_clock::now() >= deadline;
-    if (error == 0) {
+    if (!error) {
       placement const where = place(real_path, opened);
       if (where == placement::moved && !expired) continue;  // renamed before the lock was ours
       // The size read again now that no other run can start on the log or rotate it.
       fs::entry_details now;
-      if (exclusive && where == placement::at_name && lock.details(now) == 0 &&
+      if (exclusive && where == placement::at_name && !lock.details(now) &&
           now.size > policy.max_bytes) {
         tried = true;
         if (rotate(folder(), log, now.entry.permissions, out.failures)) continue;  // the new file
       }
       tried = true;
       // Converting the lock may let it go first: another run may take it in that gap.
-      error = exclusive ? lock.try_lock(false) : 0;
-      if (error == 0 && where != placement::moved) {
+      error = exclusive ? lock.try_lock(false) : std::error_code();
+      if (!error && where != placement::moved) {
         out.lock = std::move(lock);
         break;
       }
     }
-    if (error != EWOULDBLOCK || expired) {
+    if (error != std::errc::operation_would_block || expired) {
       if (!tried && opened.size > policy.max_bytes)
         out.failures.push_back(failure(named, WriteFailure::Step::rotate, error));
       break;
@@ -317,7 +314,7 @@ std::vector<fl::filesystem::basic_path> log_history(fl::filesystem::basic_path c
        dir.is_open() && !kin.stem.empty() ? dir.names(error) : std::vector<std::string>()) {
     std::optional<retention::sibling> const sibling = retention::sibling_of(name, kin);
     fs::entry_details details;
-    if (sibling && !sibling->per_run && dir.details(name, details) == 0 &&
+    if (sibling && !sibling->per_run && !dir.details(name, details) &&
         details.entry.type == fs::entry_type::regular)
       found.push_back(*sibling);
   }

@@ -7,6 +7,7 @@
 #include <optional>
 #include <string>
 #include <string_view>
+#include <system_error>
 #include <vector>
 
 #include "fl/folder.hpp"
@@ -42,8 +43,8 @@ struct sibling {
 struct run_start {
   /// The shared lock of the run, when the log is a regular file whose lock could be taken.
   std::optional<fl::filesystem::file_lock> lock;
-  /// Why the log did not open, as a Logger's open step reports it; 0 when it did.
-  int open_error = 0;
+  /// Why the log did not open, as a Logger's open step reports it; empty when it did.
+  std::error_code open_error;
   /// The renames and removals that failed, to be reported once the destination is set.
   std::vector<WriteFailure> failures;
 };

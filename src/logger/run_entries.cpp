@@ -95,7 +95,8 @@ void end_run(RunOutcome outcome) {
   std::string losses = std::to_string(lost);
   if (lost > 0) {
     losses += ", the last: ";
-    losses += fl::filesystem::failure_reason(last_loss_error.load(std::memory_order_relaxed));
+    losses += fl::filesystem::failure_reason(
+        {last_loss_error.load(std::memory_order_relaxed), std::generic_category()});
   }
   add_fact(entry, "lost entries", losses);
   append_message(entry);

@@ -31,7 +31,7 @@ std::string text_of(std::exception const& error) {
   try {
     std::rethrow_if_nested(error);
   } catch (std::system_error const& reason) {
-    text += " (" + fl::filesystem::failure_reason(reason.code().value()) + ")";
+    text += " (" + fl::filesystem::failure_reason(reason.code()) + ")";
   } catch (std::exception const& reason) {
     text += " (" + std::string(reason.what()) + ")";
   }
@@ -49,7 +49,7 @@ install::cpputil::InputFileReport check_input_file(
   }
   if (report.error != 0) {
     throw CommandError(tools::excerpt(path) + ": the file cannot be read: " +
-                           fl::filesystem::failure_reason(report.error),
+                           fl::filesystem::failure_reason({report.error, std::generic_category()}),
                        exit_usage);
   }
   return report;

@@ -37,10 +37,11 @@ void write_entry(char const* command, Write&& write) {
     std::cerr << "qxinstall " << command << ": "
               << tools::excerpt(fl::i18n::ustring_to_utf8(failure.file.string()))
               << (rotate ? ": not rotated: " : ": not removed: ")
-              << fl::filesystem::failure_reason(failure.error) << '\n';
+              << fl::filesystem::failure_reason({failure.error, std::generic_category()}) << '\n';
   }
   if (dropped) {
-    throw CommandError("the entry was dropped: " + fl::filesystem::failure_reason(dropped->error),
+    throw CommandError("the entry was dropped: " + fl::filesystem::failure_reason(
+                                                       {dropped->error, std::generic_category()}),
                        exit_failed);
   }
 }

@@ -58,7 +58,7 @@ std::vector<std::string> log_files(std::vector<std::string> const& given) {
     }
     if (error)
       throw CommandError(tools::excerpt(name) + ": the folder cannot be read: " +
-                             fl::filesystem::failure_reason(error.value()),
+                             fl::filesystem::failure_reason(error),
                          exit_usage);
     if (found.empty()) throw CommandError(tools::excerpt(name) + ": holds no file", exit_usage);
     std::sort(found.begin(), found.end());

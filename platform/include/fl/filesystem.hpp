@@ -3,6 +3,14 @@
 /// \file
 /// Paths and files: existence, folders, the temporary and install folders, the file streams
 /// and the line reader.
+///
+/// How each fails. The operations the library is built on keep the ways their callers expect:
+/// exists and create_directories throw std::filesystem::filesystem_error, get_install_path
+/// throws std::runtime_error, the path helpers do not fail, judge_destination and
+/// symlink_status hand back a std::error_code, and a stream that does not open, read or write
+/// sets failbit. Every other operation, and every stream's and reader's error(), reports the
+/// system's reason as a std::error_code of std::generic_category() holding the errno, empty on
+/// success; failure_reason words it.
 
 #include <sys/types.h>
 #include <ios>
@@ -87,9 +95,9 @@ struct file_entry {
 [[nodiscard]] QX_PLATFORM_API file_entry symlink_status(basic_path const& path,
                                                         std::error_code& error);
 
-/// Words for an errno that a file stream reports (error()): the system's own, except for the
+/// Words for a reason that a file stream reports (error()): the system's own, except for the
 /// kinds the streams refuse: "it is a folder" (EISDIR) and "it is not a regular file" (ENXIO).
-[[nodiscard]] QX_PLATFORM_API std::string failure_reason(int error);
+[[nodiscard]] QX_PLATFORM_API std::string failure_reason(std::error_code error);
 
 /// The temporary folder: $TMPDIR when it is set, non-empty and UTF-8, else the system's
 /// default ("/tmp", or the per-user folder macOS keeps); read at every call. A $TMPDIR that
@@ -177,12 +185,12 @@ class QX_PLATFORM_API basic_ofstream<char> : public std::ostream {
   [[nodiscard]] bool is_open() const noexcept;
   /// Flushes and closes the file; a failure sets failbit. Calling it twice is harmless.
   void close();
-  /// Why the open, or the first write or close that failed, failed: its errno. 0 while
+  /// Why the open, or the first write or close that failed, failed: its errno. Empty while
   /// nothing failed. A file of a refused kind gives EISDIR (a folder) or ENXIO; a private file
   /// that fails its checks ELOOP (a link anywhere in its path), EPERM (another owner) or EMLINK
   /// (a second link), or ENOSYS where the system cannot open without links; a text holding NUL
   /// EINVAL.
-  [[nodiscard]] int error() const noexcept;
+  [[nodiscard]] std::error_code error() const noexcept;
   /// How many bytes have reached the file through this stream.
   [[nodiscard]] std::size_t written() const noexcept;
   /// Whether what is written first starts a line: true for an empty file, for what is not a
@@ -194,15 +202,15 @@ class QX_PLATFORM_API basic_ofstream<char> : public std::ostream {
   [[nodiscard]] bool at_line_start() const noexcept;
   /// Gives the open file the owner, group and permission bits of `like` (fchown, then fchmod,
   /// since a change of owner clears the set-ID bits), as a file that replaces another keeps
-  /// them: 0, or the errno (EPERM when the caller may not give that owner or group). Does not
-  /// touch the stream's state.
-  [[nodiscard]] int copy_owner_and_mode(file_entry const& like) noexcept;
+  /// them: empty, or the errno (EPERM when the caller may not give that owner or group; EBADF on a
+  /// stream that is not open). Does not touch the stream's state.
+  [[nodiscard]] std::error_code copy_owner_and_mode(file_entry const& like) noexcept;
   /// Writes what is pending, then has the system put the file's data and size on the disk
   /// (fsync; on macOS F_FULLFSYNC, since its fsync may leave them in the drive's cache), so
   /// that they survive a power cut. For what is not a regular file (a terminal, /dev/null)
-  /// only the write is done. False, with failbit set and error() saying why (EIO, ENOSPC...),
-  /// when either fails; false without a reason on a stream that is not open.
-  bool flush_to_disk();
+  /// only the write is done. Empty on success; when either fails, failbit is set and the errno
+  /// returned is error()'s (EIO, ENOSPC...); EBADF on a stream that is not open.
+  std::error_code flush_to_disk();
 
  private:
   std::unique_ptr<detail::file_buffer> buf_;
@@ -228,34 +236,35 @@ class QX_PLATFORM_API basic_ifstream<char> : public std::istream {
   void close();
   /// Why the open, or the first read or close that failed, failed: its errno (ENOENT for
   /// the empty name; EISDIR for a folder, ENXIO for another kind that is not a regular file,
-  /// EINVAL for a text holding NUL). 0 while nothing failed; the end of the file is no failure.
-  [[nodiscard]] int error() const noexcept;
+  /// EINVAL for a text holding NUL). Empty while nothing failed; the end of the file is no
+  /// failure.
+  [[nodiscard]] std::error_code error() const noexcept;
 
  private:
   std::unique_ptr<detail::file_buffer> buf_;
 };
 
-// Replacing a file in one step. Each returns 0, or the errno of the failure (words for it:
-// failure_reason); a text holding NUL gives EINVAL, and nothing is touched.
+// Replacing a file in one step. Each returns an empty std::error_code, or the errno of the failure
+// (words for it: failure_reason); a text holding NUL gives EINVAL, and nothing is touched.
 
 /// Renames `from` to `to` at once (rename(2)): a reader of `to` sees the old file or the new
 /// one, never neither. Whatever is at `to` is replaced, a symbolic link included (the link is
 /// replaced, its target untouched); a folder at `to` gives EISDIR (or ENOTEMPTY, EEXIST), and
 /// paths on two file systems EXDEV.
-[[nodiscard]] QX_PLATFORM_API int rename(basic_path const& from, basic_path const& to);
+[[nodiscard]] QX_PLATFORM_API std::error_code rename(basic_path const& from, basic_path const& to);
 /// As rename, but only while `to` is still what `expected` (its symlink_status, taken before)
 /// says: the same file of the same type, or still nothing when nothing was there. Otherwise
 /// nothing is renamed and the answer is ESTALE. The check and the rename are two steps: a
 /// name swapped between them is still replaced, never followed (rename replaces a link).
-[[nodiscard]] QX_PLATFORM_API int replace(basic_path const& from, basic_path const& to,
-                                          file_entry const& expected);
+[[nodiscard]] QX_PLATFORM_API std::error_code replace(basic_path const& from, basic_path const& to,
+                                                      file_entry const& expected);
 /// Removes the name `path` (unlink(2)): a file, or a symbolic link itself, never its target.
 /// A folder is refused (EISDIR on Linux, EPERM on macOS); a missing name gives ENOENT.
-[[nodiscard]] QX_PLATFORM_API int remove_file(basic_path const& path);
+[[nodiscard]] QX_PLATFORM_API std::error_code remove_file(basic_path const& path);
 /// Has the system put the entries of `folder` (the empty path: the current folder) on the disk,
 /// as flush_to_disk does for a file's data: a rename or a new file in it then survives a power
 /// cut. Needs read permission on the folder (EACCES otherwise).
-[[nodiscard]] QX_PLATFORM_API int sync_folder(basic_path const& folder);
+[[nodiscard]] QX_PLATFORM_API std::error_code sync_folder(basic_path const& folder);
 
 /// A regular file read in large blocks into one buffer, for readers that parse what it holds
 /// in place: the file is read straight into the buffer, which grows only to hold what its
@@ -283,9 +292,9 @@ class QX_PLATFORM_API block_reader {
   std::size_t read_more(std::size_t done);
   /// True when the file opened.
   [[nodiscard]] bool is_open() const noexcept;
-  /// The errno of the open or of a read that failed, as basic_ifstream::error gives it; 0
+  /// The errno of the open or of a read that failed, as basic_ifstream::error gives it; empty
   /// while nothing failed (the end of the file is no failure).
-  [[nodiscard]] int error() const noexcept;
+  [[nodiscard]] std::error_code error() const noexcept;
 
  private:
   basic_ifstream<char> in_;
@@ -313,9 +322,9 @@ class QX_PLATFORM_API line_reader {
   bool next(std::string_view& line);
   /// True when the file opened.
   [[nodiscard]] bool is_open() const noexcept;
-  /// The errno of the open or of a read that failed, as basic_ifstream::error gives it; 0
+  /// The errno of the open or of a read that failed, as basic_ifstream::error gives it; empty
   /// while nothing failed (the end of the file is no failure).
-  [[nodiscard]] int error() const noexcept;
+  [[nodiscard]] std::error_code error() const noexcept;
 
  private:
   block_reader in_;          // [begin_, size()) is not handed out yet

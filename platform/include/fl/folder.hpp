@@ -3,7 +3,9 @@
 /// \file
 /// A folder opened once, whose entries are then listed, examined, created, renamed and removed
 /// by their names alone; and an advisory lock on a file that processes share. What keeping a log
-/// bounded needs: no later change of the path above the folder redirects any of it.
+/// bounded needs: no later change of the path above the folder redirects any of it. Each
+/// operation reports the system's reason as filesystem.hpp says: a std::error_code holding the
+/// errno, empty on success.
 
 #include <sys/types.h>
 #include <chrono>
@@ -45,30 +47,31 @@ class QX_PLATFORM_API folder {
 
   /// True when the folder opened.
   [[nodiscard]] bool is_open() const noexcept { return fd_ >= 0; }
-  /// Why it did not open: its errno; 0 when it did.
-  [[nodiscard]] int error() const noexcept { return error_; }
+  /// Why it did not open: its errno; empty when it did.
+  [[nodiscard]] std::error_code error() const noexcept { return error_; }
   /// The names it holds, "." and ".." left out, in the order the system gives them; empty,
   /// with `error` set, when they cannot be read.
   [[nodiscard]] std::vector<std::string> names(std::error_code& error) const;
-  /// Fills `details` with what `name` holds, a symbolic link itself rather than its target: 0,
-  /// or the errno (ENOENT when nothing is there).
-  [[nodiscard]] int details(std::string const& name, entry_details& details) const noexcept;
+  /// Fills `details` with what `name` holds, a symbolic link itself rather than its target:
+  /// empty, or the errno (ENOENT when nothing is there).
+  [[nodiscard]] std::error_code details(std::string const& name,
+                                        entry_details& details) const noexcept;
   /// Creates `name` as a new, empty regular file with exactly the permission bits `mode` (the
   /// umask does not reduce them), or fails with EEXIST when anything is there, a symbolic link
-  /// included, which is never followed: 0 or the errno.
-  [[nodiscard]] int create_empty(std::string const& name, mode_t mode) const noexcept;
+  /// included, which is never followed: empty or the errno.
+  [[nodiscard]] std::error_code create_empty(std::string const& name, mode_t mode) const noexcept;
   /// Renames `from` to `to` only while nothing is at `to` (EEXIST otherwise, and nothing
   /// changes; Linux's renameat2 with RENAME_NOREPLACE, macOS's renameatx_np with RENAME_EXCL;
-  /// EINVAL or ENOTSUP on a file system without such a rename): 0 or the errno.
-  [[nodiscard]] int rename_to_free_name(std::string const& from,
-                                        std::string const& to) const noexcept;
+  /// EINVAL or ENOTSUP on a file system without such a rename): empty or the errno.
+  [[nodiscard]] std::error_code rename_to_free_name(std::string const& from,
+                                                    std::string const& to) const noexcept;
   /// Removes the name `name` (unlinkat): a symbolic link itself, never its target; a folder is
-  /// refused. 0 or the errno (ENOENT when nothing is there).
-  [[nodiscard]] int remove(std::string const& name) const noexcept;
+  /// refused. Empty or the errno (ENOENT when nothing is there).
+  [[nodiscard]] std::error_code remove(std::string const& name) const noexcept;
 
  private:
   int fd_ = -1;
-  int error_ = 0;
+  std::error_code error_;
 };
 
 /// A file opened as the installation log opens it, holding an advisory lock (flock(2)) that
@@ -95,22 +98,22 @@ class QX_PLATFORM_API file_lock {
 
   /// True when the file is open.
   [[nodiscard]] bool is_open() const noexcept { return fd_ >= 0; }
-  /// Why it did not open: its errno, as basic_ofstream::error gives it; 0 when it did.
-  [[nodiscard]] int error() const noexcept { return error_; }
+  /// Why it did not open: its errno, as basic_ofstream::error gives it; empty when it did.
+  [[nodiscard]] std::error_code error() const noexcept { return error_; }
   /// Takes the lock, exclusive or shared, without waiting; a lock already held here is
-  /// converted, which the system may do by letting it go first. 0, or the errno: EWOULDBLOCK
+  /// converted, which the system may do by letting it go first. Empty, or the errno: EWOULDBLOCK
   /// while another open file holds a lock that conflicts, EBADF when nothing is open,
   /// ENOLCK or EOPNOTSUPP where the file system keeps no such locks.
-  [[nodiscard]] int try_lock(bool exclusive) noexcept;
+  [[nodiscard]] std::error_code try_lock(bool exclusive) noexcept;
   /// What the file was when it opened, from the open's own status call: its kind (a regular
   /// file or a character device), device, inode and size; nothing else is filled.
   [[nodiscard]] entry_details const& at_open() const noexcept { return at_open_; }
-  /// Fills `details` with what the open file is now (fstat(2)): 0 or the errno.
-  [[nodiscard]] int details(entry_details& details) const noexcept;
+  /// Fills `details` with what the open file is now (fstat(2)): empty or the errno.
+  [[nodiscard]] std::error_code details(entry_details& details) const noexcept;
 
  private:
   int fd_ = -1;
-  int error_ = 0;
+  std::error_code error_;
   entry_details at_open_;
 };
 

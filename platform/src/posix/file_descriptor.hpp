@@ -6,6 +6,7 @@
 #include <sys/types.h>
 #include <cstddef>
 #include <string>
+#include <system_error>
 
 #include "fl/filesystem.hpp"
 
@@ -32,6 +33,12 @@ struct opened {
   off_t size = 0;        ///< the file's size at the open
   int error = 0;         ///< why the open failed: its errno
 };
+
+/// The errno `error` as the public operations report it: empty for 0, else of the generic
+/// category, as std::filesystem gives the errno on POSIX.
+[[nodiscard]] inline std::error_code error_code_of(int error) noexcept {
+  return error == 0 ? std::error_code() : std::error_code(error, std::generic_category());
+}
 
 /// Opens `name` with `flags` (close-on-exec, no controlling terminal) without ever blocking:
 /// O_NONBLOCK holds until fstat has checked the descriptor against `kind`; it is cleared for

@@ -67,10 +67,6 @@ bool open_to_others(struct stat const& folder) {
          (folder.st_uid != ::geteuid() && folder.st_uid != 0);
 }
 
-std::error_code system_error_code(int error) {
-  return {error, std::generic_category()};
-}
-
 // Whether another user could change what `real`, a real folder path, leads to: its folders
 // are examined from the root down.
 std::error_code judge_folders(std::string const& real, bool& shared) {
@@ -79,8 +75,8 @@ std::error_code judge_folders(std::string const& real, bool& shared) {
     struct stat folder {};
     std::string const name = real.substr(0, end);
     if (int const error = posix::status_of_name(name.c_str(), folder))
-      return system_error_code(error);
-    if (!S_ISDIR(folder.st_mode)) return system_error_code(ENOTDIR);  // swapped meanwhile
+      return posix::error_code_of(error);
+    if (!S_ISDIR(folder.st_mode)) return posix::error_code_of(ENOTDIR);  // swapped meanwhile
     if (above_open && !(above_sticky && folder.st_uid == ::geteuid())) shared = true;
     above_open = open_to_others(folder);
     above_sticky = (folder.st_mode & S_ISVTX) != 0;
@@ -97,21 +93,21 @@ destination unjudged(std::error_code error) {
 
 // What symlink_status says of a name it cannot examine.
 file_entry unexamined(std::error_code& error, int reason) {
-  error = system_error_code(reason);
+  error = posix::error_code_of(reason);
   return {entry_type::none, 0, 0, 0, 0, 0};
 }
 
 }  // namespace
 
 destination judge_destination(basic_path const& file) {
-  if (holds_nul(file.string())) return unjudged(system_error_code(EINVAL));
-  if (file.empty()) return unjudged(system_error_code(ENOENT));
+  if (holds_nul(file.string())) return unjudged(posix::error_code_of(EINVAL));
+  if (file.empty()) return unjudged(posix::error_code_of(ENOENT));
   auto const [folder_text, name] = detail::split_at_last_separator(file.string());
   std::string const folder =
       folder_text.empty() ? "." : detail::make_native_access_form_i18n(basic_path(folder_text));
   std::string real;
   if (int const error = posix::real_path(folder.c_str(), real))
-    return unjudged(system_error_code(error));
+    return unjudged(posix::error_code_of(error));
   destination judged{basic_path(), false, {}};
   if (auto const error = judge_folders(real, judged.shared)) return unjudged(error);
   if (!real.ends_with('/')) real.push_back('/');
@@ -130,10 +126,10 @@ file_entry symlink_status(basic_path const& path, std::error_code& error) {
   return posix::entry_of(st);
 }
 
-std::string failure_reason(int error) {
-  if (error == EISDIR) return "it is a folder";
-  if (error == ENXIO) return "it is not a regular file";
-  return std::generic_category().message(error);
+std::string failure_reason(std::error_code error) {
+  if (error == std::errc::is_a_directory) return "it is a folder";
+  if (error == std::errc::no_such_device_or_address) return "it is not a regular file";
+  return error.message();
 }
 
 ustring temp_directory_name() {
@@ -236,7 +232,7 @@ class file_buffer : public std::streambuf {
   ~file_buffer() override { close(); }
 
   [[nodiscard]] bool is_open() const noexcept { return fd_ >= 0; }
-  [[nodiscard]] int error() const noexcept { return error_; }
+  [[nodiscard]] std::error_code error() const noexcept { return posix::error_code_of(error_); }
   [[nodiscard]] std::size_t written() const noexcept { return written_; }
 
   [[nodiscard]] bool at_line_start() const noexcept {
@@ -250,17 +246,21 @@ class file_buffer : public std::streambuf {
     return posix::read_byte_at(fd_, size_ - 1) == '\n';
   }
 
-  [[nodiscard]] int set_owner_and_mode(file_entry const& like) const noexcept {
-    if (fd_ < 0) return EBADF;
-    return posix::set_owner_and_mode(fd_, like.owner, like.group, like.permissions);
+  [[nodiscard]] std::error_code set_owner_and_mode(file_entry const& like) const noexcept {
+    if (fd_ < 0) return posix::error_code_of(EBADF);
+    return posix::error_code_of(
+        posix::set_owner_and_mode(fd_, like.owner, like.group, like.permissions));
   }
 
-  // Writes what is pending and puts it on the disk; false when either fails.
-  bool flush_to_disk() noexcept {
-    if (fd_ < 0 || sync() != 0) return false;
-    if (!regular_ || qx::system::sync_to_disk(fd_) == 0) return true;
-    failed(errno);
-    return false;
+  // Writes what is pending and puts it on the disk; why either failed (the stream's error()).
+  [[nodiscard]] std::error_code flush_to_disk() noexcept {
+    if (fd_ < 0) return posix::error_code_of(EBADF);
+    if (sync() != 0) return error();
+    if (regular_ && qx::system::sync_to_disk(fd_) != 0) {
+      failed(errno);
+      return error();
+    }
+    return {};
   }
 
   // Writes what is pending and closes; false when either fails. A second call does nothing.
@@ -425,7 +425,7 @@ void basic_ofstream<char>::close() {
   if (!buf_->close()) setstate(std::ios::failbit);
 }
 
-int basic_ofstream<char>::error() const noexcept {
+std::error_code basic_ofstream<char>::error() const noexcept {
   return buf_->error();
 }
 
@@ -437,14 +437,14 @@ bool basic_ofstream<char>::at_line_start() const noexcept {
   return buf_->at_line_start();
 }
 
-int basic_ofstream<char>::copy_owner_and_mode(file_entry const& like) noexcept {
+std::error_code basic_ofstream<char>::copy_owner_and_mode(file_entry const& like) noexcept {
   return buf_->set_owner_and_mode(like);
 }
 
-bool basic_ofstream<char>::flush_to_disk() {
-  if (buf_->flush_to_disk()) return true;
-  setstate(std::ios::failbit);
-  return false;
+std::error_code basic_ofstream<char>::flush_to_disk() {
+  std::error_code const error = buf_->flush_to_disk();
+  if (error) setstate(std::ios::failbit);
+  return error;
 }
 
 basic_ifstream<char>::basic_ifstream(basic_path const& path, std::ios::openmode mode)
@@ -469,7 +469,7 @@ void basic_ifstream<char>::close() {
   if (!buf_->close()) setstate(std::ios::failbit);
 }
 
-int basic_ifstream<char>::error() const noexcept {
+std::error_code basic_ifstream<char>::error() const noexcept {
   return buf_->error();
 }
 
@@ -505,7 +505,7 @@ bool block_reader::is_open() const noexcept {
   return in_.is_open();
 }
 
-int block_reader::error() const noexcept {
+std::error_code block_reader::error() const noexcept {
   return in_.error();
 }
 
@@ -547,35 +547,36 @@ bool line_reader::is_open() const noexcept {
   return in_.is_open();
 }
 
-int line_reader::error() const noexcept {
+std::error_code line_reader::error() const noexcept {
   return in_.error();
 }
 
-int rename(basic_path const& from, basic_path const& to) {
-  if (holds_nul(from.string()) || holds_nul(to.string())) return EINVAL;
-  return posix::rename_path(detail::make_native_access_form_i18n(from).c_str(),
-                            detail::make_native_access_form_i18n(to).c_str());
+std::error_code rename(basic_path const& from, basic_path const& to) {
+  if (holds_nul(from.string()) || holds_nul(to.string())) return posix::error_code_of(EINVAL);
+  return posix::error_code_of(posix::rename_path(detail::make_native_access_form_i18n(from).c_str(),
+                                                 detail::make_native_access_form_i18n(to).c_str()));
 }
 
-int replace(basic_path const& from, basic_path const& to, file_entry const& expected) {
+std::error_code replace(basic_path const& from, basic_path const& to, file_entry const& expected) {
   std::error_code error;
   file_entry const now = symlink_status(to, error);
-  if (error) return error.value();
+  if (error) return error;
   bool const same =
       now.type == expected.type && (now.type == entry_type::none ||
                                     (now.device == expected.device && now.inode == expected.inode));
-  return same ? rename(from, to) : ESTALE;
+  return same ? rename(from, to) : posix::error_code_of(ESTALE);
 }
 
-int remove_file(basic_path const& path) {
-  if (holds_nul(path.string())) return EINVAL;
-  return posix::remove_path(detail::make_native_access_form_i18n(path).c_str());
+std::error_code remove_file(basic_path const& path) {
+  if (holds_nul(path.string())) return posix::error_code_of(EINVAL);
+  return posix::error_code_of(
+      posix::remove_path(detail::make_native_access_form_i18n(path).c_str()));
 }
 
-int sync_folder(basic_path const& folder) {
-  if (holds_nul(folder.string())) return EINVAL;
-  return posix::sync_folder(folder.empty() ? "."
-                                           : detail::make_native_access_form_i18n(folder).c_str());
+std::error_code sync_folder(basic_path const& folder) {
+  if (holds_nul(folder.string())) return posix::error_code_of(EINVAL);
+  return posix::error_code_of(posix::sync_folder(
+      folder.empty() ? "." : detail::make_native_access_form_i18n(folder).c_str()));
 }
 
 }  // namespace fl::filesystem

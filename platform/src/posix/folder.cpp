@@ -30,7 +30,7 @@ entry_details details_of(struct stat const& st) {
 
 folder::folder(basic_path const& path, bool without_links) {
   if (holds_nul(path)) {
-    error_ = EINVAL;
+    error_ = posix::error_code_of(EINVAL);
     return;
   }
   std::string const name = detail::make_native_access_form_i18n(path);
@@ -40,7 +40,7 @@ folder::folder(basic_path const& path, bool without_links) {
   } else {
     QX_RETRY(fd_, QX_POSIX_CALL(open(name.c_str(), flags, 0)));
   }
-  if (fd_ < 0) error_ = errno;
+  if (fd_ < 0) error_ = posix::error_code_of(errno);
 }
 
 folder::~folder() {
@@ -55,7 +55,7 @@ std::vector<std::string> folder::names(std::error_code& error) const {
   int const fd = QX_POSIX_CALL(fcntl(fd_, F_DUPFD_CLOEXEC, 0));
   DIR* const listing = fd < 0 ? nullptr : QX_POSIX_CALL(fdopendir(fd));
   if (listing == nullptr) {
-    error = {errno, std::generic_category()};
+    error = posix::error_code_of(errno);
     if (fd >= 0) posix::close_file(fd);
     return found;
   }
@@ -68,42 +68,46 @@ std::vector<std::string> folder::names(std::error_code& error) const {
       found.emplace_back(entry->d_name);
   }
   if (errno != 0) {
-    error = {errno, std::generic_category()};
+    error = posix::error_code_of(errno);
     found.clear();
   }
   QX_POSIX_CALL(closedir(listing));
   return found;
 }
 
-int folder::details(std::string const& name, entry_details& details) const noexcept {
+std::error_code folder::details(std::string const& name, entry_details& details) const noexcept {
   struct stat st {};
-  if (QX_POSIX_CALL(fstatat(fd_, name.c_str(), &st, AT_SYMLINK_NOFOLLOW)) != 0) return errno;
+  if (QX_POSIX_CALL(fstatat(fd_, name.c_str(), &st, AT_SYMLINK_NOFOLLOW)) != 0)
+    return posix::error_code_of(errno);
   details = details_of(st);
-  return 0;
+  return {};
 }
 
-int folder::create_empty(std::string const& name, mode_t mode) const noexcept {
+std::error_code folder::create_empty(std::string const& name, mode_t mode) const noexcept {
   int fd = -1;
   int const flags = O_WRONLY | O_CREAT | O_EXCL | O_NOFOLLOW | O_CLOEXEC | O_NOCTTY;
   QX_RETRY(fd, QX_POSIX_CALL(openat(fd_, name.c_str(), flags, mode & 07777)));
-  if (fd < 0) return errno;
+  if (fd < 0) return posix::error_code_of(errno);
   int const error = QX_POSIX_CALL(fchmod(fd, mode & 07777)) == 0 ? 0 : errno;
   posix::close_file(fd);
   if (error != 0) QX_POSIX_CALL(unlinkat(fd_, name.c_str(), 0));
-  return error;
+  return posix::error_code_of(error);
 }
 
-int folder::rename_to_free_name(std::string const& from, std::string const& to) const noexcept {
-  return qx::system::rename_without_replacing(fd_, from.c_str(), fd_, to.c_str()) == 0 ? 0 : errno;
+std::error_code folder::rename_to_free_name(std::string const& from,
+                                            std::string const& to) const noexcept {
+  if (qx::system::rename_without_replacing(fd_, from.c_str(), fd_, to.c_str()) == 0) return {};
+  return posix::error_code_of(errno);
 }
 
-int folder::remove(std::string const& name) const noexcept {
-  return QX_POSIX_CALL(unlinkat(fd_, name.c_str(), 0)) == 0 ? 0 : errno;
+std::error_code folder::remove(std::string const& name) const noexcept {
+  if (QX_POSIX_CALL(unlinkat(fd_, name.c_str(), 0)) == 0) return {};
+  return posix::error_code_of(errno);
 }
 
 file_lock::file_lock(basic_path const& path, open_options options, bool create) {
   if (holds_nul(path)) {
-    error_ = EINVAL;
+    error_ = posix::error_code_of(EINVAL);
     return;
   }
   auto const kind = options.private_file ? posix::expect::private_file
@@ -113,7 +117,7 @@ file_lock::file_lock(basic_path const& path, open_options options, bool create) 
   posix::opened const file = posix::open_file(detail::make_native_access_form_i18n(path).c_str(),
                                               flags, options.create_mode, kind);
   fd_ = file.fd;
-  error_ = file.error;
+  error_ = posix::error_code_of(file.error);
   at_open_.entry.type = file.regular ? entry_type::regular : entry_type::character_device;
   at_open_.entry.device = file.device;
   at_open_.entry.inode = file.inode;
@@ -137,19 +141,19 @@ file_lock& file_lock::operator=(file_lock&& other) noexcept {
   return *this;
 }
 
-int file_lock::try_lock(bool exclusive) noexcept {
-  if (fd_ < 0) return EBADF;
+std::error_code file_lock::try_lock(bool exclusive) noexcept {
+  if (fd_ < 0) return posix::error_code_of(EBADF);
   int rc = 0;
   QX_RETRY(rc, QX_POSIX_CALL(flock(fd_, (exclusive ? LOCK_EX : LOCK_SH) | LOCK_NB)));
-  return rc == 0 ? 0 : errno;
+  return posix::error_code_of(rc == 0 ? 0 : errno);
 }
 
-int file_lock::details(entry_details& details) const noexcept {
+std::error_code file_lock::details(entry_details& details) const noexcept {
   struct stat st {};
-  if (fd_ < 0) return EBADF;
-  if (QX_POSIX_CALL(fstat(fd_, &st)) != 0) return errno;
+  if (fd_ < 0) return posix::error_code_of(EBADF);
+  if (QX_POSIX_CALL(fstat(fd_, &st)) != 0) return posix::error_code_of(errno);
   details = details_of(st);
-  return 0;
+  return {};
 }
 
 }  // namespace fl::filesystem
