@@ -48,6 +48,8 @@ TEST(TextExcerpt, CutsLongTextBeforeACharacterAndSaysItsSize) {
   EXPECT_EQ(fl::text::excerpt(std::string(200, 'a') + "b"),
             std::string(200, 'a') + "... (201 bytes)");
   EXPECT_EQ(fl::text::excerpt("abcdef", 3), "abc... (6 bytes)");
+  // Stray continuation bytes: no character is that long, so at most three are given back.
+  EXPECT_EQ(fl::text::excerpt("ab\x80\x80\x80\x80\x80", 6), "ab\\x80... (7 bytes)");
 }
 
 TEST(TextControl, ControlsAreC0DelAndC1Only) {
