@@ -76,11 +76,22 @@ QX_TABLE_TEST(LogEntries, KindsLinesAndWhatTheySay, "log_reader_entries.tsv") {
   std::string text;
   for (auto const& entry : entries_of(file)) text += (text.empty() ? "" : " | ") + described(entry);
   EXPECT_EQ(text, GetParam()["entries"]);
-  // The entries cover the file's lines one after the other, none left out.
+  // The entries cover the file's lines one after the other, none left out; each time-stamped
+  // one carries the stamp of its first line, as written and read.
+  std::vector<std::string> lines;
+  std::istringstream in(GetParam()["log"]);
+  for (std::string line; std::getline(in, line);) lines.push_back(line);
+  using namespace std::chrono;
   cpputil::LogReader reader(path_of(file));
   std::uint64_t next_line = 1;
-  for (cpputil::LogEntry entry; reader.next(entry); next_line = entry.line + entry.line_count)
+  for (cpputil::LogEntry entry; reader.next(entry); next_line = entry.line + entry.line_count) {
     EXPECT_EQ(entry.line, next_line);
+    if (entry.kind == LogEntryKind::outside) continue;
+    EXPECT_EQ("(" + entry.time_text + ")", lines.at(entry.line - 1).substr(0, 23));
+    if (entry.time_text == "Nov 16, 2026 14:50:09") {
+      EXPECT_EQ(entry.local_time, local_days(2026y / November / 16) + 14h + 50min + 9s);
+    }
+  }
   EXPECT_EQ(reader.lines(), next_line - 1);
 }
 
