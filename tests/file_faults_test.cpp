@@ -31,14 +31,25 @@ TEST_F(FileFaults, OpensWithoutBlockingAndClearsTheFlagOnADevice) {
   EXPECT_EQ(script.set_flags[0] & O_NONBLOCK, 0);
 }
 
-// A kernel without openat2 is no reason to follow links: the private file is not opened.
-TEST_F(FileFaults, APrivateFileIsRefusedWhereNoOpenWithoutLinksExists) {
-  script.openat2_errors = {ENOSYS};
-  fl::filesystem::basic_ofstream<char> const out(fl::filesystem::make_path(log_), std::ios::app,
-                                                 {.private_file = true, .create_mode = 0600});
-  EXPECT_EQ(out.error(), std::errc::function_not_supported);
-  EXPECT_TRUE(script.open_flags.empty());
-  EXPECT_FALSE(std::filesystem::exists(log_));
+// A kernel without openat2 is no reason to follow links: the path is walked a folder at a
+// time, and a link in it, or at its end, still refuses the private file.
+TEST_F(FileFaults, WithoutOpenat2APrivateFileIsOpenedByItsPathAndALinkStillRefused) {
+  auto const open_private = [](std::string const& name) {
+    script.openat2_errors = {ENOSYS};
+    return fl::filesystem::basic_ofstream<char>(fl::filesystem::make_path(name), std::ios::app,
+                                                {.private_file = true, .create_mode = 0600});
+  };
+  EXPECT_FALSE(open_private(log_).error());
+  EXPECT_TRUE(std::filesystem::exists(log_));
+  std::filesystem::path const dir = std::filesystem::path(log_).parent_path();
+  std::filesystem::create_directory(dir / "real");
+  std::filesystem::create_directory_symlink(dir / "real", dir / "link");
+  std::filesystem::create_symlink(log_, dir / "real" / "to.log");
+  for (std::filesystem::path const& name : {dir / "link" / "x.log", dir / "real" / "to.log"})
+    EXPECT_EQ(open_private(name).error(), std::errc::too_many_symbolic_link_levels) << name;
+  EXPECT_FALSE(std::filesystem::exists(dir / "real" / "x.log"));
+  std::filesystem::path relative = std::filesystem::relative(dir / "real" / "y.log");
+  EXPECT_FALSE(open_private(relative).error()) << relative;
 }
 
 TEST_F(FileFaults, InterruptedCallsAreRetriedAndShortWritesContinued) {

@@ -30,9 +30,10 @@ struct file_status {
 
 /// Opens `name` as open(2) does with `flags` and `mode`, except that no symbolic link is
 /// followed anywhere in the name, its last component included (ELOOP): the one call each
-/// system has for it (Linux's openat2 with RESOLVE_NO_SYMLINKS, macOS's O_NOFOLLOW_ANY). Where
-/// the kernel lacks it, the open fails (ENOSYS) rather than follow a link. EINTR is not
-/// retried here. The descriptor, or -1 with errno set.
+/// system has for it (Linux's openat2 with RESOLVE_NO_SYMLINKS, macOS's O_NOFOLLOW_ANY). A
+/// Linux kernel without openat2 has the name walked a component at a time with O_NOFOLLOW;
+/// elsewhere, where the kernel lacks it, the open fails (ENOSYS) rather than follow a link.
+/// EINTR is not retried here. The descriptor, or -1 with errno set.
 [[nodiscard]] int open_without_links(char const* name, int flags, mode_t mode) noexcept;
 
 /// Renames `from` in the open folder `from_folder` to `to` in the open folder `to_folder` only

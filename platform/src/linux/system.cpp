@@ -7,8 +7,12 @@
 #include <sys/sysmacros.h>
 #include <unistd.h>
 
+#include <algorithm>
 #include <cerrno>
+#include <climits>
 #include <cstdio>
+#include <cstring>
+#include <string_view>
 
 #include "posix_call.hpp"
 #include "retry.hpp"
@@ -30,6 +34,69 @@ int status_of(int fd, file_status& status) noexcept {
   return 0;
 }
 
+namespace {
+
+// Without openat2 (kernels before 5.6, user-mode emulators): the name walked one component at a
+// time from a folder descriptor, each folder opened with O_NOFOLLOW, so that a link anywhere
+// fails (ELOOP) as it does with RESOLVE_NO_SYMLINKS and a folder swapped meanwhile is not
+// followed either.
+int walk_without_links(char const* name, int flags, mode_t mode) noexcept {
+  std::string_view rest(name);
+  if (rest.empty()) {
+    errno = ENOENT;
+    return -1;
+  }
+  int folder = AT_FDCWD;
+  auto const leave = [&folder] {
+    if (folder == AT_FDCWD) return;
+    int const saved = errno;
+    QX_POSIX_CALL(close(folder));
+    errno = saved;
+  };
+  if (rest.front() == '/') {
+    folder = QX_POSIX_CALL(open("/", O_PATH | O_DIRECTORY | O_CLOEXEC, 0));
+    if (folder < 0) return -1;
+  }
+  char part[NAME_MAX + 2];
+  for (;;) {
+    while (!rest.empty() && rest.front() == '/') rest.remove_prefix(1);
+    std::size_t const size = std::min(rest.find('/'), rest.size());
+    std::string_view const after = rest.substr(size);
+    bool const last = after.find_first_not_of('/') == std::string_view::npos;
+    if (size > NAME_MAX) {
+      leave();
+      errno = ENAMETOOLONG;
+      return -1;
+    }
+    rest.copy(part, size);
+    part[size] = '\0';
+    if (size == 0) std::strcpy(part, ".");  // the name was "/" alone
+    if (last) {
+      // A trailing '/' asks for a folder, and would make the kernel follow a link there.
+      int const extra = O_NOFOLLOW | (after.empty() ? 0 : O_DIRECTORY);
+      int const fd = QX_POSIX_CALL(openat(folder, part, flags | extra, mode));
+      leave();
+      return fd;
+    }
+    int const next =
+        QX_POSIX_CALL(openat(folder, part, O_PATH | O_DIRECTORY | O_NOFOLLOW | O_CLOEXEC));
+    if (next < 0 && errno == ENOTDIR) {
+      struct stat st {};
+      if (QX_POSIX_CALL(fstatat(folder, part, &st, AT_SYMLINK_NOFOLLOW)) == 0 &&
+          S_ISLNK(st.st_mode))
+        errno = ELOOP;
+      else
+        errno = ENOTDIR;
+    }
+    leave();
+    if (next < 0) return -1;
+    folder = next;
+    rest = after;
+  }
+}
+
+}  // namespace
+
 // glibc has no wrapper for openat2 before 2.36's headers, and none at all in some versions.
 int open_without_links(char const* name, int flags, mode_t mode) noexcept {
 #ifdef SYS_openat2
@@ -37,12 +104,11 @@ int open_without_links(char const* name, int flags, mode_t mode) noexcept {
   how.flags = static_cast<unsigned>(flags);
   how.mode = (flags & O_CREAT) != 0 ? mode : 0;  // openat2 refuses a mode it would not use
   how.resolve = RESOLVE_NO_SYMLINKS;
-  return static_cast<int>(QX_POSIX_CALL(syscall(SYS_openat2, AT_FDCWD, name, &how, sizeof how)));
-#else
-  static_cast<void>(name), static_cast<void>(flags), static_cast<void>(mode);
-  errno = ENOSYS;
-  return -1;
+  int const fd =
+      static_cast<int>(QX_POSIX_CALL(syscall(SYS_openat2, AT_FDCWD, name, &how, sizeof how)));
+  if (fd >= 0 || errno != ENOSYS) return fd;
 #endif
+  return walk_without_links(name, flags, mode);
 }
 
 int rename_without_replacing(int from_folder, char const* from, int to_folder,

@@ -3,6 +3,7 @@
 // The calls of platform/src/linux/system.cpp: syscall faked (openat2), the others left to the
 // system.
 
+#include <fcntl.h>
 #include <sys/resource.h>
 #include <sys/stat.h>
 #include <unistd.h>
@@ -10,5 +11,5 @@
 
 namespace qx::fake {
 long syscall(long number, ...);  // openat2 only; the others reach the system
-using ::getrlimit, ::renameat2, ::statx;
+using ::fstatat, ::getrlimit, ::openat, ::renameat2, ::statx;
 }  // namespace qx::fake
