@@ -60,9 +60,11 @@ std::map<std::string, std::string> read_rules(std::string const& path, std::stri
   auto file = install::cpputil::readRulesFile(fl::i18n::utf8_to_ustring(utf8_name(path)));
   if (file.findings.empty()) return std::move(file.rules);
   // Every mistake, one a line; the last ends the command.
+  // Appended piece by piece: GCC 12 at -O3 warns falsely (-Wrestrict) of ":" + std::string.
   auto const text = [&path](install::cpputil::RulesFileFinding const& found) {
-    return tools::excerpt(path) + (found.line == 0 ? "" : ":" + std::to_string(found.line)) + ": " +
-           found.message;
+    std::string out = tools::excerpt(path);
+    if (found.line != 0) out.append(":").append(std::to_string(found.line));
+    return out.append(": ").append(found.message);
   };
   for (std::size_t i = 0; i + 1 < file.findings.size(); ++i)
     std::cerr << command << ": " << tools::escaped(text(file.findings[i])) << '\n';
