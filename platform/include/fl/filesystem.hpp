@@ -145,8 +145,8 @@ class file_buffer;
 struct open_options {
   /// Follow no symbolic link anywhere in the path, its last component included (Linux's
   /// openat2 with RESOLVE_NO_SYMLINKS, or the path walked a folder at a time with O_NOFOLLOW on
-  /// a kernel without it; macOS's O_NOFOLLOW_ANY; ELOOP for a link), and refuse anything but a regular file owned by the
-  /// effective user with one link.
+  /// a kernel without it; macOS's O_NOFOLLOW_ANY; ELOOP for a link), and refuse anything but a
+  /// regular file owned by the effective user with one link.
   bool private_file = false;
   /// Permission bits for a file that is created (before the umask).
   mode_t create_mode = 0666;
