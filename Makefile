@@ -53,7 +53,7 @@ macos-cross:
 
 tsan: bootstrap
 	@test -f build/tsan/CMakeCache.txt || cmake --preset tsan
-	cmake --build --preset tsan -j $(JOBS)
+	cmake --build --preset tsan -j $(JOBS) --target concurrency_tests
 	ctest --preset tsan
 
 bench: bootstrap
