@@ -4,6 +4,7 @@
 #include <sys/stat.h>
 #include <sys/wait.h>
 #include <algorithm>
+#include <chrono>
 #include <ctime>
 #include <fstream>
 #include <regex>
@@ -26,9 +27,14 @@ std::string utf8(fl::filesystem::basic_path const& path) {
   return fl::i18n::ustring_to_utf8(path.string());
 }
 
+// The library stamps by the precise clock; time() reads a coarse one that can lag a tick behind.
+std::time_t seconds_now() {
+  return std::chrono::system_clock::to_time_t(std::chrono::system_clock::now());
+}
+
 // The last change of `path` (a link itself, not its target) goes `days` back.
 void age(std::string const& path, int days) {
-  timespec const when{std::time(nullptr) - days * 86400L, 0};
+  timespec const when{seconds_now() - days * 86400L, 0};
   timespec const times[2] = {when, when};
   if (utimensat(AT_FDCWD, path.c_str(), times, AT_SYMLINK_NOFOLLOW) != 0)
     throw std::runtime_error("cannot set the times of " + path);
@@ -54,7 +60,7 @@ std::string listing(fs::path const& folder, std::time_t since, std::string const
   std::vector<std::string> names;
   for (auto const& entry : fs::directory_iterator(folder)) {
     std::string name = entry.path().filename().string();
-    for (std::time_t t = since; t <= std::time(nullptr) && name != run; ++t) {
+    for (std::time_t t = since; t <= seconds_now() && name != run; ++t) {
       if (auto const at = name.find(stamp_of(t)); at != std::string::npos)
         name.replace(at, 20, "<now>");
     }
@@ -98,7 +104,10 @@ class Runs {
   }
   Runs(Runs const&) = delete;
   Runs& operator=(Runs const&) = delete;
-  ~Runs() { static_cast<void>(end()); }
+  ~Runs() {
+    static_cast<void>(end());
+    for (int* fd : {&start_[0], &ready_[0], &ready_[1], &release_[0]}) close_once(*fd);
+  }
 
   // Every run starts, and every one has written its entries on return.
   void start() {
@@ -151,7 +160,7 @@ QX_TABLE_TEST(LoggerRetention, KeepsTheLogBoundedBySizeCountAndAge, "logger_rete
           ? utf8(logger::run_log_path(fl::filesystem::make_path(dir.path().string()),
                                       std::string("install")))
           : dir.file(row["log"]);
-  std::time_t const since = std::time(nullptr);
+  std::time_t const since = seconds_now();
   {
     Logger const run(log, policy);
     logger::append_message(std::string("entry"));
@@ -196,7 +205,7 @@ TEST(LoggerRetention, RunsStartingTogetherRotateOnceAndLoseNoEntry) {
   for (int attempt = 0; attempt < 200; ++attempt) {
     TempDir const dir;
     std::string const log = dir.write("install.log", old);
-    std::time_t const since = std::time(nullptr);
+    std::time_t const since = seconds_now();
     Runs runs({log, log}, RetentionPolicy{100, 0, 0s}, 3);
     runs.start();
     ASSERT_TRUE(runs.end());
@@ -223,7 +232,7 @@ TEST(LoggerRetention, NothingRotatesOrGoesWhileARunIsGoingOn) {
   auto const names = [&dir](std::time_t since) {
     return std::regex_replace(listing(dir.path(), since), std::regex(":\\d+"), "");
   };
-  std::time_t const since = std::time(nullptr);
+  std::time_t const since = seconds_now();
   {
     Logger const first(log);
     Logger const same(log, policy);
@@ -302,7 +311,7 @@ TEST(LoggerRetention, InASharedFolderOnlyTheCallersOwnFilesAreRotatedOrRemoved) 
   fs::create_symlink(victim, linked);
   fs::create_hard_link(dir.write("elsewhere", "hard"), hard);
   if (chown(other.c_str(), 4321, 4321) != 0) GTEST_SKIP() << "cannot give a file to another user";
-  std::time_t const now = std::time(nullptr);
+  std::time_t const now = seconds_now();
   for (std::time_t t = now; t < now + 3; ++t) fs::create_symlink(victim, sibling(stamp_of(t)));
   for (auto const& file : {own, other, linked, hard}) age(file, 40);
   std::vector<WriteFailure> seen;  // what is not the caller's to touch is passed over in silence
