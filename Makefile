@@ -69,21 +69,24 @@ docs:
 	QX_VERSION=$$(sed -n 's/^project(qxinstall_cpputil VERSION \([0-9.]*\).*/\1/p' CMakeLists.txt) \
 	  doxygen docs/Doxyfile
 
-# Each target runs for FUZZ_SECONDS on a copy of its seeds (new inputs stay under build/fuzz);
-# crashes land in build/fuzz/artifacts. Absolute paths: a target may change its folder.
+# Each target runs for FUZZ_SECONDS on a copy of its seeds (new inputs stay under build/fuzz),
+# JOBS targets at a time, each one's output kept together; crashes land in build/fuzz/artifacts.
+# Absolute paths: a target may change its folder.
 fuzz:
 	@QX_WITH_FUZZ=1 bash scripts/bootstrap.sh
 	@test -f build/fuzz/CMakeCache.txt || cmake --preset fuzz
 	cmake --build --preset fuzz -j $(JOBS)
 	ctest --test-dir build/fuzz/fuzz --output-on-failure
-	@set -e; mkdir -p $(FUZZ_DIR)/artifacts; \
-	for t in $(FUZZ_TARGETS); do \
-	  mkdir -p $(FUZZ_DIR)/corpus/$$t; cp fuzz/corpus/$$t/* $(FUZZ_DIR)/corpus/$$t/; \
-	  echo "fuzz: $$t for $(FUZZ_SECONDS) s"; \
-	  dict=""; test -f fuzz/$$t.dict && dict=-dict=$(CURDIR)/fuzz/$$t.dict; \
-	  $(FUZZ_DIR)/fuzz/$${t}_fuzzer -max_total_time=$(FUZZ_SECONDS) -timeout=25 $$dict \
-	    -print_final_stats=1 -artifact_prefix=$(FUZZ_DIR)/artifacts/$$t- $(FUZZ_DIR)/corpus/$$t; \
-	done
+	@mkdir -p $(FUZZ_DIR)/artifacts
+	@$(MAKE) --no-print-directory -j $(JOBS) --output-sync=target $(addprefix fuzz-run-,$(FUZZ_TARGETS))
+
+fuzz-run-%:
+	@mkdir -p $(FUZZ_DIR)/corpus/$*
+	@cp fuzz/corpus/$*/* $(FUZZ_DIR)/corpus/$*/
+	@echo "fuzz: $* for $(FUZZ_SECONDS) s"
+	$(FUZZ_DIR)/fuzz/$*_fuzzer -max_total_time=$(FUZZ_SECONDS) -timeout=25 \
+	  $(if $(wildcard fuzz/$*.dict),-dict=$(CURDIR)/fuzz/$*.dict) \
+	  -print_final_stats=1 -artifact_prefix=$(FUZZ_DIR)/artifacts/$*- $(FUZZ_DIR)/corpus/$*
 
 # Rewrites the ABI baselines (tests/package/abi/<processor>) from the release build, and from
 # the arm64 build once `make arm64-test` has made it: for a deliberate change of the binary
